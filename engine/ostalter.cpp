@@ -1,0 +1,240 @@
+// AlterTable: rebuilds a table to the definitions its component holds, in one
+// transaction. Columns are matched by column number, so renamed and moved
+// columns keep their data; record ids, the auto-increment counter, triggers
+// and views survive; foreign keys are checked before the commit.
+#include "ostcollation.h"
+#include "ostconnection.h"
+#include "ostdataset.h"
+#include "ostfilter.h"
+#include "ostmeta.h"
+#include "ostschema.h"
+
+#include <QRegularExpression>
+#include <QSet>
+
+namespace {
+
+bool SameStorage(const OstColumnMeta& o, const OstColumnMeta& n) {
+    if (o.type != n.type) return false;
+    if (IsSizedTextType(n.type) && n.size < o.size) return false;
+    if (n.type == dtFloat && n.precision != 0 && n.precision < o.precision) return false;
+    if (n.type == dtFloat && n.precision != 0 && o.precision == 0) return false;
+    if (n.type == dtTime && n.precision != o.precision) return false;
+    if (n.type == dtEnum && n.spec != o.spec) return false;
+    return true;
+}
+
+// Copy expression for one column of the new table, or empty to let its default apply.
+QString CopyExpression(const OstTableMeta& oldMeta, const OstTableMeta& nm, const OstColumnMeta& n) {
+    const OstColumnMeta* o = nullptr;
+    for (const OstColumnMeta& c : oldMeta.columns)
+        if (n.number > 0 && c.number == n.number) o = &c;
+    if (!o || OstIsGeneratedColumn(*o)) return QString();
+    const QString src = OstQuoteIdent(o->name);
+    if (n.type == dtAutoInc) return o->type == dtAutoInc ? src : QStringLiteral("COALESCE(%1, rowid)").arg(src);
+    QString e = SameStorage(*o, n) ? src
+                                   : QStringLiteral("ost_convert(%1, %2, %3, %4, %5, %6)")
+                                         .arg(src).arg(n.type).arg(n.size).arg(n.precision)
+                                         .arg(OstQuoteString(n.spec), OstQuoteString(n.name));
+    if (!n.nullable && o->nullable) {
+        const QString d = OstColumnDefaultSql(nm, n);
+        if (d != QStringLiteral("NULL")) e = QStringLiteral("COALESCE(%1, %2)").arg(e, d);
+    }
+    return e;
+}
+
+class Progress {
+public:
+    Progress(TOstTable* t, const QString& name) : m_table(t), m_name(name) {}
+    void operator()(int percent) {
+        if (!m_table->OnProgress) return;
+        percent = qBound(0, percent, 100);
+        if (percent == m_last && percent != 0 && percent != 100) return;
+        m_last = percent;
+        bool abort = false;
+        m_table->OnProgress(m_table, percent, abort);
+        if (abort) throw EOstraError(OstErr::Aborted, QStringLiteral("Restructure of table \"%1\" was aborted").arg(m_name));
+    }
+
+private:
+    TOstTable* m_table;
+    QString m_name;
+    int m_last = -1;
+};
+
+} // namespace
+
+class OstRestructure {
+public:
+    static void Run(TOstTable* t, OstConnection& c, const OstTableMeta& oldMeta, const OstTableMeta& nm) {
+        Progress progress(t, nm.name);
+        progress(0);
+        const QString name = nm.name;
+        // Everything the transaction touches must be reachable before it starts.
+        c.PrepareForWrite(name);
+        for (const OstForeignKeyMeta& fk : nm.foreignKeys)
+            if (fk.parentTable.compare(name, Qt::CaseInsensitive) != 0) c.Locate(fk.parentTable);
+        const OstTableLocation loc = c.Locate(name);
+
+        // Definitions that change no stored structure need no rebuild.
+        const bool sameTable = OstCreateTableSql(oldMeta, loc.schema, loc.table) == OstCreateTableSql(nm, loc.schema, loc.table);
+        const bool sameIndexes = OstCreateIndexesSql(oldMeta, loc.schema, loc.table) == OstCreateIndexesSql(nm, loc.schema, loc.table);
+        bool sameColumns = oldMeta.columns.size() == nm.columns.size();
+        for (int i = 0; sameColumns && i < nm.columns.size(); ++i)
+            sameColumns = oldMeta.columns[i].number == nm.columns[i].number && oldMeta.columns[i].name == nm.columns[i].name;
+
+        c.Exec(QStringLiteral("PRAGMA legacy_alter_table=ON"));
+        c.Begin();
+        try {
+            if (sameTable && sameIndexes && sameColumns) {
+                c.WriteMeta(nm);
+            } else {
+                Rebuild(c, loc, oldMeta, nm, progress);
+            }
+            c.BumpGeneration();
+            c.CheckForeignKeys(name);
+            progress(99);
+            c.Commit();
+        } catch (...) {
+            c.Rollback();
+            c.BumpGeneration();
+            c.Exec(QStringLiteral("PRAGMA legacy_alter_table=OFF"));
+            throw;
+        }
+        c.Exec(QStringLiteral("PRAGMA legacy_alter_table=OFF"));
+        c.RefreshIntegrityTriggers();
+        progress(100);
+    }
+
+private:
+    static void Rebuild(OstConnection& c, const OstTableLocation& loc, const OstTableMeta& oldMeta, const OstTableMeta& nm,
+                        Progress& progress) {
+        const QString name = nm.name;
+        const QString temp = QStringLiteral("__ost_new_") + nm.uid;
+        const QString tempQ = OstQuoteIdent(temp);
+
+        // Triggers go with the dropped table; keep their text to recreate them.
+        QStringList triggers;
+        {
+            OstStmt st(c.Db(), QStringLiteral("SELECT sql FROM %1.sqlite_schema WHERE type = 'trigger' AND tbl_name = ?1 COLLATE NOCASE AND sql IS NOT NULL")
+                                   .arg(loc.schema));
+            st.Bind(1, name);
+            while (st.Step()) triggers << st.Text(0);
+        }
+        const bool hasSequence = c.QueryInt(QStringLiteral("SELECT count(*) FROM %1.sqlite_schema WHERE name = 'sqlite_sequence'").arg(loc.schema)) > 0;
+        const qint64 oldSeq = hasSequence ? c.QueryInt(QStringLiteral("SELECT seq FROM %1.sqlite_sequence WHERE name = ?1 COLLATE NOCASE").arg(loc.schema), {name}) : 0;
+
+        c.Exec(QStringLiteral("DROP TABLE IF EXISTS %1.%2").arg(loc.schema, tempQ));
+        c.Exec(OstCreateTableSql(nm, loc.schema, tempQ));
+
+        QStringList into{QStringLiteral("rowid")}, from{QStringLiteral("rowid")};
+        const int ai = OstAutoIncColumn(nm);
+        for (int i = 0; i < nm.columns.size(); ++i) {
+            const OstColumnMeta& n = nm.columns[i];
+            if (OstIsGeneratedColumn(n)) continue;
+            const QString e = CopyExpression(oldMeta, nm, n);
+            if (e.isEmpty()) continue;
+            if (i == ai) { from[0] = e; continue; } // the auto-increment column is the record id
+            into << OstQuoteIdent(n.name);
+            from << e;
+        }
+
+        // Copy in record-id slices so that progress can be reported and an abort honoured.
+        const qint64 lo = c.QueryInt(QStringLiteral("SELECT min(rowid) FROM %1").arg(loc.qualified()));
+        const qint64 hi = c.QueryInt(QStringLiteral("SELECT max(rowid) FROM %1").arg(loc.qualified()));
+        const bool empty = c.QueryInt(QStringLiteral("SELECT count(*) FROM (SELECT 1 FROM %1 LIMIT 1)").arg(loc.qualified())) == 0;
+        if (!empty) {
+            const qint64 span = hi - lo + 1;
+            const int slices = static_cast<int>(qBound<qint64>(qint64(1), span / 20000, qint64(50)));
+            OstStmt copy(c.Db(), QStringLiteral("INSERT INTO %1.%2(%3) SELECT %4 FROM %5 WHERE rowid BETWEEN ?1 AND ?2")
+                                     .arg(loc.schema, tempQ, into.join(QLatin1Char(',')), from.join(QLatin1Char(',')), loc.qualified()));
+            for (int s = 0; s < slices; ++s) {
+                const qint64 a = lo + span * s / slices;
+                const qint64 b = (s == slices - 1) ? hi : lo + span * (s + 1) / slices - 1;
+                copy.Reset();
+                copy.Bind(1, a);
+                copy.Bind(2, b);
+                copy.Step();
+                progress(5 + 70 * (s + 1) / slices);
+            }
+        }
+
+        // Drop without overwriting the freed pages: the old rows stay in the journal anyway.
+        const qint64 secure = c.QueryInt(QStringLiteral("PRAGMA %1.secure_delete").arg(loc.schema));
+        c.Exec(QStringLiteral("PRAGMA %1.secure_delete=OFF").arg(loc.schema));
+        c.Exec(QStringLiteral("DROP TABLE %1").arg(loc.qualified()));
+        c.Exec(QStringLiteral("PRAGMA %1.secure_delete=%2").arg(loc.schema).arg(secure));
+        c.Exec(QStringLiteral("ALTER TABLE %1.%2 RENAME TO %3").arg(loc.schema, tempQ, loc.table));
+        progress(80);
+
+        const QStringList indexes = OstCreateIndexesSql(nm, loc.schema, loc.table);
+        for (int i = 0; i < indexes.size(); ++i) {
+            c.Exec(indexes[i]);
+            progress(80 + 15 * (i + 1) / indexes.size());
+        }
+        static const QRegularExpression head(QStringLiteral("^\\s*CREATE\\s+TRIGGER\\s+(IF\\s+NOT\\s+EXISTS\\s+)?"),
+                                             QRegularExpression::CaseInsensitiveOption);
+        for (QString sql : triggers) {
+            if (loc.schema != QStringLiteral("main")) {
+                const auto m = head.match(sql);
+                if (m.hasMatch()) sql.insert(m.capturedEnd(), loc.schema + QLatin1Char('.'));
+            }
+            c.Exec(sql);
+        }
+        if (ai >= 0) {
+            const qint64 now = c.QueryInt(QStringLiteral("SELECT seq FROM %1.sqlite_sequence WHERE name = ?1").arg(loc.schema), {name});
+            if (oldSeq > now) {
+                OstStmt up(c.Db(), QStringLiteral("UPDATE %1.sqlite_sequence SET seq = ?1 WHERE name = ?2").arg(loc.schema));
+                up.Bind(1, oldSeq);
+                up.Bind(2, name);
+                up.Step();
+                if (sqlite3_changes(c.Db()) == 0) {
+                    OstStmt ins(c.Db(), QStringLiteral("INSERT INTO %1.sqlite_sequence(name, seq) VALUES(?1, ?2)").arg(loc.schema));
+                    ins.Bind(1, name);
+                    ins.Bind(2, oldSeq);
+                    ins.Step();
+                }
+            }
+        }
+        c.WriteMeta(nm);
+    }
+};
+
+void TOstTable::AlterTable() {
+    auto c = RequireConnection();
+    if (c->ReadOnly()) throw EOstraError(OstErr::ReadOnly, QStringLiteral("The database is opened read-only"));
+    const QString name = OstNormalizeTableName(m_tableName, c->SingleFile());
+    OstValidateTableName(name, c->SingleFile());
+    OstTableMeta oldMeta;
+    if (!c->TableExists(name) || !c->ReadMeta(name, oldMeta))
+        throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(name));
+    oldMeta.name = name;
+
+    OstTableMeta nm = ToMeta();
+    nm.name = name;
+    nm.uid = oldMeta.uid;
+    nm.system = oldMeta.system;
+    nm.icuVersion = OstIcuCollatorVersion();
+    nm.nextNumber = oldMeta.nextNumber;
+    QSet<int> known, taken;
+    for (const OstColumnMeta& o : oldMeta.columns) known.insert(o.number);
+    for (OstColumnMeta& n : nm.columns) {
+        // A number not stored, or already given to an earlier column, makes a new column.
+        if (n.number <= 0 || !known.contains(n.number) || taken.contains(n.number)) n.number = nm.nextNumber++;
+        taken.insert(n.number);
+    }
+    OstValidateMeta(nm, c.get());
+
+    const bool wasActive = Active();
+    const qint64 id = wasActive ? RecordId() : 0;
+    if (wasActive) Close();
+    try {
+        OstTableLock lock(c->TableFile(name), name, true);
+        OstRestructure::Run(this, *c, oldMeta, nm);
+    } catch (...) {
+        if (wasActive) { try { Open(); FindRecordId(id); } catch (...) {} }
+        throw;
+    }
+    LoadFromMeta(nm);
+    if (wasActive) { Open(); FindRecordId(id); }
+}

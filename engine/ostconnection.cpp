@@ -1,0 +1,512 @@
+#include "ostconnection.h"
+
+#include "ostcollation.h"
+#include "ostfilter.h"
+#include "ostmeta.h"
+#include "ostvalues.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <fcntl.h>
+#include <map>
+#include <mutex>
+#include <unistd.h>
+
+QString OstMetaTableName() { return QStringLiteral("__ostra_meta"); }
+static const char* kSettingsTable = "__ostra_settings";
+static const char* kCatalogFile = "ostra.ostc";
+static const char* kCatalogAlias = "ostcat";
+
+// ---------------------------------------------------------------- errors
+
+// Rewords SQLite's constraint messages into the engine's terms.
+EOstraError OstReword(const QString& raw, int16_t code) {
+    static const QString notNull = QStringLiteral("NOT NULL constraint failed: ");
+    static const QString unique = QStringLiteral("UNIQUE constraint failed: ");
+    static const QString check = QStringLiteral("CHECK constraint failed: ");
+    if (raw.startsWith(notNull)) {
+        const QString col = raw.mid(notNull.size());
+        const int dot = col.indexOf(QLatin1Char('.'));
+        return EOstraError(OstErr::ConstraintViolation,
+                           QStringLiteral("Column \"%1\" of table \"%2\" must have a value")
+                               .arg(col.mid(dot + 1), col.left(dot)));
+    }
+    if (raw.startsWith(unique)) {
+        QStringList cols;
+        QString table;
+        for (const QString& part : raw.mid(unique.size()).split(QStringLiteral(", "))) {
+            const int dot = part.indexOf(QLatin1Char('.'));
+            table = part.left(dot);
+            cols.append(part.mid(dot + 1));
+        }
+        return EOstraError(OstErr::KeyViolation,
+                           QStringLiteral("Key violation: table \"%1\" already holds a record with the same %2")
+                               .arg(table, cols.join(QStringLiteral(", "))));
+    }
+    if (raw.startsWith(check)) return EOstraError(OstErr::ConstraintViolation, raw.mid(check.size()));
+    if (raw.startsWith(QStringLiteral("Foreign key")))
+        return EOstraError(OstErr::ForeignKeyViolation, raw);
+    return EOstraError(code, raw);
+}
+
+// ---------------------------------------------------------------- OstStmt
+
+OstStmt::OstStmt(sqlite3* db, const QString& sql) : m_db(db) {
+    const QByteArray u = sql.toUtf8();
+    const int rc = sqlite3_prepare_v2(db, u.constData(), u.size(), &m_stmt, nullptr);
+    if (rc != SQLITE_OK) {
+        const QString msg = QString::fromUtf8(sqlite3_errmsg(db));
+        sqlite3_finalize(m_stmt);
+        m_stmt = nullptr;
+        throw EOstraError(OstErr::Sql, msg);
+    }
+}
+
+OstStmt::~OstStmt() { sqlite3_finalize(m_stmt); }
+
+void OstStmt::Bind(int i, const QVariant& v) {
+    if (!v.isValid() || v.isNull()) { sqlite3_bind_null(m_stmt, i); return; }
+    switch (v.typeId()) {
+    case QMetaType::Bool: sqlite3_bind_int(m_stmt, i, v.toBool() ? 1 : 0); break;
+    case QMetaType::Int: case QMetaType::UInt: case QMetaType::LongLong: case QMetaType::ULongLong:
+    case QMetaType::Short: case QMetaType::UShort: case QMetaType::Long: case QMetaType::ULong:
+        sqlite3_bind_int64(m_stmt, i, v.toLongLong()); break;
+    case QMetaType::Double: case QMetaType::Float: sqlite3_bind_double(m_stmt, i, v.toDouble()); break;
+    case QMetaType::QByteArray: {
+        const QByteArray b = v.toByteArray();
+        sqlite3_bind_blob64(m_stmt, i, b.constData(), static_cast<sqlite3_uint64>(b.size()), SQLITE_TRANSIENT);
+        break;
+    }
+    case QMetaType::QDate: {
+        const QByteArray t = v.toDate().toString(Qt::ISODate).toUtf8();
+        sqlite3_bind_text(m_stmt, i, t.constData(), t.size(), SQLITE_TRANSIENT);
+        break;
+    }
+    case QMetaType::QTime: {
+        const QByteArray t = v.toTime().toString(QStringLiteral("HH:mm:ss.zzz")).toUtf8();
+        sqlite3_bind_text(m_stmt, i, t.constData(), t.size(), SQLITE_TRANSIENT);
+        break;
+    }
+    case QMetaType::QDateTime: {
+        const QByteArray t = v.toDateTime().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")).toUtf8();
+        sqlite3_bind_text(m_stmt, i, t.constData(), t.size(), SQLITE_TRANSIENT);
+        break;
+    }
+    default: {
+        const QByteArray t = v.toString().toUtf8();
+        sqlite3_bind_text(m_stmt, i, t.constData(), t.size(), SQLITE_TRANSIENT);
+    }
+    }
+}
+
+void OstStmt::BindAll(const QVariantList& values) {
+    for (int i = 0; i < values.size(); ++i) Bind(i + 1, values.at(i));
+}
+
+bool OstStmt::Step() {
+    const int rc = sqlite3_step(m_stmt);
+    if (rc == SQLITE_ROW) return true;
+    if (rc == SQLITE_DONE) return false;
+    const QString msg = QString::fromUtf8(sqlite3_errmsg(m_db));
+    const int ext = sqlite3_extended_errcode(m_db);
+    sqlite3_reset(m_stmt);
+    if ((ext & 0xFF) == SQLITE_CONSTRAINT) throw OstReword(msg, OstErr::ConstraintViolation);
+    if ((ext & 0xFF) == SQLITE_INTERRUPT) throw EOstraError(OstErr::Aborted, QStringLiteral("Operation aborted"));
+    if ((ext & 0xFF) == SQLITE_BUSY || (ext & 0xFF) == SQLITE_LOCKED)
+        throw EOstraError(OstErr::Locked, QStringLiteral("The database is locked by another user"));
+    if (msg.startsWith(QStringLiteral("Cannot convert: ")))
+        throw EOstraError(OstErr::ConversionFailed, msg.mid(16));
+    throw OstReword(msg, OstErr::Sql);
+}
+
+void OstStmt::Reset() {
+    sqlite3_reset(m_stmt);
+    sqlite3_clear_bindings(m_stmt);
+}
+
+QString OstStmt::Text(int i) const {
+    const auto* p = reinterpret_cast<const char*>(sqlite3_column_text(m_stmt, i));
+    return p ? QString::fromUtf8(p, sqlite3_column_bytes(m_stmt, i)) : QString();
+}
+
+QVariant OstStmt::Value(int i) const {
+    switch (sqlite3_column_type(m_stmt, i)) {
+    case SQLITE_INTEGER: return QVariant(static_cast<qlonglong>(sqlite3_column_int64(m_stmt, i)));
+    case SQLITE_FLOAT: return QVariant(sqlite3_column_double(m_stmt, i));
+    case SQLITE_BLOB: {
+        const void* p = sqlite3_column_blob(m_stmt, i);
+        return QVariant(QByteArray(static_cast<const char*>(p), sqlite3_column_bytes(m_stmt, i)));
+    }
+    case SQLITE_NULL: return QVariant();
+    default: return QVariant(Text(i));
+    }
+}
+
+void OstConnection::Fail(int rc, const QString& context) const {
+    const QString msg = QString::fromUtf8(sqlite3_errmsg(m_db));
+    if (rc == SQLITE_BUSY || rc == SQLITE_LOCKED)
+        throw EOstraError(OstErr::Locked, QStringLiteral("The database is locked by another user (%1)").arg(m_location));
+    if ((rc & 0xFF) == SQLITE_CONSTRAINT) throw OstReword(msg, OstErr::ConstraintViolation);
+    throw EOstraError(OstErr::Sql, context.isEmpty() ? msg : context + QStringLiteral(": ") + msg);
+}
+
+// ---------------------------------------------------------------- OstConnection
+
+OstConnection::OstConnection(const QString& location, bool singleFile, bool readOnly)
+    : m_location(location), m_singleFile(singleFile), m_readOnly(readOnly) {
+    QByteArray path = singleFile ? QFile::encodeName(location) : QByteArray(":memory:");
+    if (!singleFile && !QFileInfo(location).isDir())
+        throw EOstraError(OstErr::NotFound, QStringLiteral("Database directory \"%1\" does not exist").arg(location));
+    if (singleFile && !QFileInfo::exists(location))
+        throw EOstraError(OstErr::NotFound, QStringLiteral("Database file \"%1\" does not exist").arg(location));
+    // A directory database creates table files through ATTACH, which inherits these flags.
+    const int flags = (readOnly && singleFile ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE) | SQLITE_OPEN_NOMUTEX |
+                      (singleFile ? 0 : SQLITE_OPEN_CREATE);
+    const int rc = sqlite3_open_v2(path.constData(), &m_db, flags, nullptr);
+    if (rc != SQLITE_OK) {
+        const QString msg = m_db ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QStringLiteral("out of memory");
+        sqlite3_close(m_db);
+        m_db = nullptr;
+        throw EOstraError(OstErr::IoError, QStringLiteral("Cannot open database \"%1\": %2").arg(location, msg));
+    }
+    try {
+        Configure();
+        if (singleFile) {
+            // Fails here, not later, when the file is not a database.
+            QueryInt(QStringLiteral("SELECT count(*) FROM sqlite_schema"));
+            if (!readOnly) EnsureMetaTable(QStringLiteral("main"));
+        } else if (QFileInfo::exists(QDir(location).filePath(QLatin1String(kCatalogFile)))) {
+            Exec(QStringLiteral("ATTACH %1 AS %2")
+                     .arg(OstQuoteString(QDir(location).filePath(QLatin1String(kCatalogFile))),
+                          QLatin1String(kCatalogAlias)));
+        }
+    } catch (...) {
+        sqlite3_close(m_db);
+        m_db = nullptr;
+        throw;
+    }
+}
+
+OstConnection::~OstConnection() {
+    delete m_metaCache;
+    if (m_db) sqlite3_close_v2(m_db);
+}
+
+void OstConnection::Configure() {
+    sqlite3_extended_result_codes(m_db, 1);
+    sqlite3_busy_timeout(m_db, 5000);
+    OstRegisterCollations(m_db);
+    OstRegisterConvertFunction(m_db);
+    Exec(QStringLiteral("PRAGMA temp_store=MEMORY"));
+    Exec(QStringLiteral("PRAGMA foreign_keys=OFF"));
+    Exec(QStringLiteral("PRAGMA recursive_triggers=ON"));
+}
+
+void OstConnection::Exec(const QString& sql) {
+    char* err = nullptr;
+    const int rc = sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, &err);
+    if (rc != SQLITE_OK) {
+        const QString msg = err ? QString::fromUtf8(err) : QString::fromUtf8(sqlite3_errmsg(m_db));
+        sqlite3_free(err);
+        if (rc == SQLITE_BUSY || rc == SQLITE_LOCKED || (rc & 0xFF) == SQLITE_BUSY)
+            throw EOstraError(OstErr::Locked, QStringLiteral("The database is locked by another user (%1)").arg(m_location));
+        if ((rc & 0xFF) == SQLITE_CONSTRAINT) throw OstReword(msg, OstErr::ConstraintViolation);
+        if ((rc & 0xFF) == SQLITE_INTERRUPT) throw EOstraError(OstErr::Aborted, QStringLiteral("Operation aborted"));
+        if (msg.startsWith(QStringLiteral("Cannot convert: "))) throw EOstraError(OstErr::ConversionFailed, msg.mid(16));
+        throw OstReword(msg, OstErr::Sql);
+    }
+}
+
+qint64 OstConnection::QueryInt(const QString& sql, const QVariantList& args) {
+    OstStmt st(m_db, sql);
+    st.BindAll(args);
+    return st.Step() ? st.Int64(0) : 0;
+}
+
+QString OstConnection::QueryText(const QString& sql, const QVariantList& args) {
+    OstStmt st(m_db, sql);
+    st.BindAll(args);
+    return st.Step() ? st.Text(0) : QString();
+}
+
+void OstConnection::Begin() {
+    if (m_txDepth == 0) Exec(QStringLiteral("BEGIN IMMEDIATE"));
+    else Exec(QStringLiteral("SAVEPOINT ost_sp%1").arg(m_txDepth));
+    ++m_txDepth;
+}
+
+void OstConnection::Commit() {
+    if (m_txDepth == 0) return;
+    if (m_txDepth == 1) Exec(QStringLiteral("COMMIT"));
+    else Exec(QStringLiteral("RELEASE ost_sp%1").arg(m_txDepth - 1));
+    --m_txDepth;
+}
+
+void OstConnection::Rollback() {
+    if (m_txDepth == 0) return;
+    --m_txDepth;
+    if (m_txDepth == 0) {
+        if (!sqlite3_get_autocommit(m_db)) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
+    } else {
+        const QByteArray sp = QStringLiteral("ROLLBACK TO ost_sp%1; RELEASE ost_sp%1").arg(m_txDepth).toUtf8();
+        sqlite3_exec(m_db, sp.constData(), nullptr, nullptr, nullptr);
+    }
+}
+
+QString OstConnection::TableFile(const QString& tableName) const {
+    return m_singleFile ? m_location : QDir(m_location).filePath(tableName + QStringLiteral(".dat"));
+}
+
+QString OstConnection::SchemaAlias(const QString& tableName) const {
+    return QStringLiteral("t:") + tableName.toLower();
+}
+
+bool OstConnection::TableExists(const QString& tableName) {
+    if (!m_singleFile) return QFileInfo(TableFile(tableName)).isFile();
+    return QueryInt(QStringLiteral("SELECT count(*) FROM main.%1 WHERE name = ?1").arg(OstMetaTableName()),
+                    {tableName}) > 0 &&
+           QueryInt(QStringLiteral("SELECT count(*) FROM main.sqlite_schema WHERE type='table' AND name = ?1 "
+                                   "COLLATE NOCASE"),
+                    {tableName}) > 0;
+}
+
+void OstConnection::EnsureMetaTable(const QString& schema) {
+    Exec(QStringLiteral("CREATE TABLE IF NOT EXISTS %1.%2(name TEXT PRIMARY KEY COLLATE NOCASE, def TEXT NOT NULL)")
+             .arg(schema, OstMetaTableName()));
+}
+
+OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
+    if (m_singleFile) {
+        if (!create && !TableExists(tableName))
+            throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(tableName));
+        return {QStringLiteral("main"), OstQuoteIdent(tableName)};
+    }
+    const QString key = tableName.toLower();
+    auto it = m_attached.find(key);
+    if (it != m_attached.end()) {
+        m_attachOrder.removeOne(key);
+        m_attachOrder.append(key);
+        return {OstQuoteIdent(it.value()), OstQuoteIdent(tableName)};
+    }
+    const QString file = TableFile(tableName);
+    if (!create && !QFileInfo(file).isFile())
+        throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(tableName));
+    if (m_txDepth > 0)
+        throw EOstraError(OstErr::General,
+                          QStringLiteral("Table \"%1\" cannot be opened inside a running transaction").arg(tableName));
+    // SQLite allows ten attached files; the catalog may take one of them.
+    const int limit = QFileInfo::exists(QDir(m_location).filePath(QLatin1String(kCatalogFile))) ? 8 : 9;
+    while (m_attached.size() >= limit && !m_attachOrder.isEmpty()) {
+        const QString victim = m_attachOrder.takeFirst();
+        const QString alias = m_attached.take(victim);
+        const QByteArray sql = QStringLiteral("DETACH %1").arg(OstQuoteIdent(alias)).toUtf8();
+        sqlite3_exec(m_db, sql.constData(), nullptr, nullptr, nullptr);
+    }
+    const QString alias = SchemaAlias(tableName);
+    const int flags = m_readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
+    Q_UNUSED(flags)
+    Exec(QStringLiteral("ATTACH %1 AS %2").arg(OstQuoteString(file), OstQuoteIdent(alias)));
+    m_attached.insert(key, alias);
+    m_attachOrder.append(key);
+    if (create) EnsureMetaTable(OstQuoteIdent(alias));
+    return {OstQuoteIdent(alias), OstQuoteIdent(tableName)};
+}
+
+void OstConnection::Release(const QString& tableName) {
+    if (m_singleFile) return;
+    const QString key = tableName.toLower();
+    auto it = m_attached.find(key);
+    if (it == m_attached.end()) return;
+    // Temporary triggers on the file go with it; they are rebuilt on demand.
+    const QString alias = it.value();
+    Exec(QStringLiteral("DETACH %1").arg(OstQuoteIdent(alias)));
+    m_attached.erase(it);
+    m_attachOrder.removeOne(key);
+}
+
+static bool ReadMetaFromFile(const QString& file, const QString& tableName, OstTableMeta& meta) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
+        sqlite3_close(db);
+        return false;
+    }
+    bool found = false;
+    try {
+        OstStmt st(db, QStringLiteral("SELECT def FROM %1 ORDER BY name = ?1 DESC LIMIT 1").arg(OstMetaTableName()));
+        st.Bind(1, tableName);
+        if (st.Step()) {
+            meta = OstTableMeta::FromJson(QJsonDocument::fromJson(st.Text(0).toUtf8()).object());
+            found = true;
+        }
+    } catch (const EOstraError&) {
+    }
+    sqlite3_close(db);
+    return found;
+}
+
+bool OstConnection::ReadMeta(const QString& tableName, OstTableMeta& meta) {
+    const OstTableLocation loc = Locate(tableName);
+    OstStmt st(m_db, QStringLiteral("SELECT def FROM %1.%2 ORDER BY name = ?1 DESC LIMIT 1")
+                         .arg(loc.schema, OstMetaTableName()));
+    st.Bind(1, tableName);
+    if (!st.Step()) return false;
+    meta = OstTableMeta::FromJson(QJsonDocument::fromJson(st.Text(0).toUtf8()).object());
+    if (!m_singleFile) meta.name = tableName; // the file name is the table's name
+    return true;
+}
+
+void OstConnection::WriteMeta(const OstTableMeta& meta, const QString& oldName) {
+    const OstTableLocation loc = Locate(meta.name, true);
+    const QByteArray json = QJsonDocument(meta.ToJson()).toJson(QJsonDocument::Compact);
+    if (!oldName.isEmpty() && oldName.compare(meta.name, Qt::CaseInsensitive) != 0) {
+        OstStmt del(m_db, QStringLiteral("DELETE FROM %1.%2 WHERE name = ?1").arg(loc.schema, OstMetaTableName()));
+        del.Bind(1, oldName);
+        del.Step();
+    }
+    if (!m_singleFile) Exec(QStringLiteral("DELETE FROM %1.%2").arg(loc.schema, OstMetaTableName()));
+    OstStmt st(m_db, QStringLiteral("INSERT OR REPLACE INTO %1.%2(name, def) VALUES(?1, ?2)")
+                         .arg(loc.schema, OstMetaTableName()));
+    st.Bind(1, meta.name);
+    st.Bind(2, QString::fromUtf8(json));
+    st.Step();
+}
+
+void OstConnection::DeleteMeta(const QString& tableName) {
+    if (!m_singleFile) return; // the file goes with the table
+    OstStmt st(m_db, QStringLiteral("DELETE FROM main.%1 WHERE name = ?1").arg(OstMetaTableName()));
+    st.Bind(1, tableName);
+    st.Step();
+}
+
+QStringList OstConnection::TableNames(bool systemTables) {
+    QStringList names;
+    for (const OstTableMeta& m : AllMetas())
+        if (systemTables || !m.system) names.append(m.name);
+    return names;
+}
+
+QList<OstTableMeta> OstConnection::AllMetas() {
+    QList<OstTableMeta> out;
+    if (m_singleFile) {
+        OstStmt st(m_db, QStringLiteral("SELECT def FROM main.%1 ORDER BY name COLLATE NOCASE").arg(OstMetaTableName()));
+        while (st.Step()) out.append(OstTableMeta::FromJson(QJsonDocument::fromJson(st.Text(0).toUtf8()).object()));
+        return out;
+    }
+    QDir dir(m_location);
+    const QStringList files =
+        dir.entryList({QStringLiteral("*.dat")}, QDir::Files, QDir::Name | QDir::IgnoreCase);
+    for (const QString& f : files) {
+        const QString name = f.left(f.size() - 4);
+        OstTableMeta m;
+        bool ok = false;
+        if (m_attached.contains(name.toLower())) {
+            try { ok = ReadMeta(name, m); } catch (const EOstraError&) { ok = false; }
+        } else {
+            ok = ReadMetaFromFile(dir.filePath(f), name, m);
+        }
+        if (!ok) continue; // not a table file of ours
+        m.name = name;
+        out.append(m);
+    }
+    return out;
+}
+
+QString OstConnection::Setting(const QString& key, const QString& def) {
+    QString schema;
+    if (m_singleFile) schema = QStringLiteral("main");
+    else if (QFileInfo::exists(QDir(m_location).filePath(QLatin1String(kCatalogFile)))) {
+        if (QueryInt(QStringLiteral("SELECT count(*) FROM pragma_database_list WHERE name = '%1'")
+                         .arg(QLatin1String(kCatalogAlias))) == 0)
+            Exec(QStringLiteral("ATTACH %1 AS %2")
+                     .arg(OstQuoteString(QDir(m_location).filePath(QLatin1String(kCatalogFile))),
+                          QLatin1String(kCatalogAlias)));
+        schema = QLatin1String(kCatalogAlias);
+    } else
+        return def;
+    if (QueryInt(QStringLiteral("SELECT count(*) FROM %1.sqlite_schema WHERE name = '%2'")
+                     .arg(schema, QLatin1String(kSettingsTable))) == 0)
+        return def;
+    OstStmt st(m_db, QStringLiteral("SELECT value FROM %1.%2 WHERE key = ?1").arg(schema, QLatin1String(kSettingsTable)));
+    st.Bind(1, key);
+    return st.Step() ? st.Text(0) : def;
+}
+
+void OstConnection::SetSetting(const QString& key, const QString& value) {
+    QString schema = QStringLiteral("main");
+    if (!m_singleFile) {
+        if (QueryInt(QStringLiteral("SELECT count(*) FROM pragma_database_list WHERE name = '%1'")
+                         .arg(QLatin1String(kCatalogAlias))) == 0)
+            Exec(QStringLiteral("ATTACH %1 AS %2")
+                     .arg(OstQuoteString(QDir(m_location).filePath(QLatin1String(kCatalogFile))),
+                          QLatin1String(kCatalogAlias)));
+        schema = QLatin1String(kCatalogAlias);
+    }
+    Exec(QStringLiteral("CREATE TABLE IF NOT EXISTS %1.%2(key TEXT PRIMARY KEY, value TEXT)")
+             .arg(schema, QLatin1String(kSettingsTable)));
+    OstStmt st(m_db, QStringLiteral("INSERT OR REPLACE INTO %1.%2(key, value) VALUES(?1, ?2)")
+                         .arg(schema, QLatin1String(kSettingsTable)));
+    st.Bind(1, key);
+    st.Bind(2, value);
+    st.Step();
+}
+
+// ---------------------------------------------------------------- sharing
+
+std::shared_ptr<OstConnection> OstAcquireConnection(const QString& location, bool singleFile, bool readOnly) {
+    static std::mutex mutex;
+    static std::map<QString, std::weak_ptr<OstConnection>> pool;
+    std::lock_guard<std::mutex> lock(mutex);
+    const QString key = QFileInfo(location).absoluteFilePath() + (readOnly ? QStringLiteral("|ro") : QString());
+    auto it = pool.find(key);
+    if (it != pool.end())
+        if (auto c = it->second.lock()) return c;
+    auto c = std::make_shared<OstConnection>(QFileInfo(location).absoluteFilePath(), singleFile, readOnly);
+    pool[key] = c;
+    return c;
+}
+
+// ---------------------------------------------------------------- table locks
+
+// Open-file-description locks on a byte far beyond the data: they conflict
+// between components of one process as well as between processes, and never
+// interfere with SQLite's own locks.
+static off_t LockOffset(const QString& tableName) {
+    uint32_t h = 2166136261u;
+    for (char c : tableName.toLower().toUtf8()) { h ^= static_cast<uint8_t>(c); h *= 16777619u; }
+    return (off_t(1) << 40) + (h % (1u << 20));
+}
+
+static bool TakeLock(int fd, const QString& tableName, bool exclusive) {
+    struct flock fl {};
+    fl.l_type = exclusive ? F_WRLCK : F_RDLCK;
+    fl.l_whence = SEEK_SET;
+    fl.l_start = LockOffset(tableName);
+    fl.l_len = 1;
+    return fcntl(fd, F_OFD_SETLK, &fl) == 0;
+}
+
+OstTableLock::OstTableLock(const QString& file, const QString& tableName, bool exclusive) {
+    m_fd = ::open(QFile::encodeName(file).constData(), O_RDWR | O_CLOEXEC);
+    if (m_fd < 0) m_fd = ::open(QFile::encodeName(file).constData(), O_RDONLY | O_CLOEXEC);
+    if (m_fd < 0) return; // nothing to lock (the file is not there yet)
+    if (!TakeLock(m_fd, tableName, exclusive)) {
+        ::close(m_fd);
+        m_fd = -1;
+        throw EOstraError(OstErr::Locked, exclusive
+                                              ? QStringLiteral("Table \"%1\" is in use and cannot be opened exclusively").arg(tableName)
+                                              : QStringLiteral("Table \"%1\" is opened exclusively by another user").arg(tableName));
+    }
+}
+
+OstTableLock::~OstTableLock() {
+    if (m_fd >= 0) ::close(m_fd);
+}
+
+bool OstTableLock::TryExclusive(const QString& file, const QString& tableName) {
+    const int fd = ::open(QFile::encodeName(file).constData(), O_RDWR | O_CLOEXEC);
+    if (fd < 0) return true;
+    const bool ok = TakeLock(fd, tableName, true);
+    ::close(fd);
+    return ok;
+}

@@ -1,0 +1,146 @@
+// OstConnection: one SQLite connection per database location, shared by every
+// component that works on that database. A single-file database is the main
+// schema; in a directory database each table file is attached on demand under
+// its own schema name, and SQL resolves the tables by their plain names.
+#pragma once
+
+#include "ostengine.h"
+
+#include <QHash>
+#include <QVariant>
+#include <memory>
+#include <sqlite3.h>
+
+struct OstTableMeta;
+
+// RAII prepared statement.
+class OstStmt {
+public:
+    OstStmt(sqlite3* db, const QString& sql);
+    ~OstStmt();
+    OstStmt(const OstStmt&) = delete;
+    OstStmt& operator=(const OstStmt&) = delete;
+
+    void Bind(int i, const QVariant& v);
+    void BindAll(const QVariantList& values);
+    bool Step(); // true while a row is available
+    void Reset();
+    int ColumnCount() const { return sqlite3_column_count(m_stmt); }
+    QString ColumnName(int i) const { return QString::fromUtf8(sqlite3_column_name(m_stmt, i)); }
+    QVariant Value(int i) const;
+    qint64 Int64(int i) const { return sqlite3_column_int64(m_stmt, i); }
+    QString Text(int i) const;
+    bool IsNull(int i) const { return sqlite3_column_type(m_stmt, i) == SQLITE_NULL; }
+    sqlite3_stmt* Handle() const { return m_stmt; }
+
+private:
+    sqlite3* m_db;
+    sqlite3_stmt* m_stmt = nullptr;
+};
+
+// Storage location of one table inside a connection.
+struct OstTableLocation {
+    QString schema; // quoted schema name, e.g. "main"
+    QString table;  // quoted table name
+    QString qualified() const { return schema + QLatin1Char('.') + table; }
+};
+
+class OstConnection {
+public:
+    // Opens (or, with create, makes) the database at an absolute location.
+    OstConnection(const QString& location, bool singleFile, bool readOnly);
+    ~OstConnection();
+
+    sqlite3* Db() const { return m_db; }
+    bool SingleFile() const { return m_singleFile; }
+    bool ReadOnly() const { return m_readOnly; }
+    const QString& Location() const { return m_location; }
+
+    void Exec(const QString& sql);
+    qint64 QueryInt(const QString& sql, const QVariantList& args = {});
+    QString QueryText(const QString& sql, const QVariantList& args = {});
+    // Raises EOstraError with the engine's wording for the current SQLite error.
+    [[noreturn]] void Fail(int rc, const QString& context = QString()) const;
+
+    // Transactions nest: the outermost Begin starts it, inner ones use savepoints.
+    void Begin();
+    void Commit();
+    void Rollback();
+    bool InTransaction() const { return m_txDepth > 0; }
+
+    // The file that stores a table (the .dat file or the .ostd file).
+    QString TableFile(const QString& tableName) const;
+    bool TableExists(const QString& tableName);
+    // Makes the table reachable and returns where it lives. A directory
+    // database attaches the table's file (creating it when create is set).
+    OstTableLocation Locate(const QString& tableName, bool create = false);
+    // Detaches a table file of a directory database (before delete or rename).
+    void Release(const QString& tableName);
+    QStringList TableNames(bool systemTables);
+
+    // Definitions stored with the table.
+    bool ReadMeta(const QString& tableName, OstTableMeta& meta);
+    void WriteMeta(const OstTableMeta& meta, const QString& oldName = QString());
+    void DeleteMeta(const QString& tableName);
+
+    // Database-wide settings (catalog flag, default encryption).
+    QString Setting(const QString& key, const QString& def = QString());
+    void SetSetting(const QString& key, const QString& value);
+
+    // Foreign-key triggers for every table currently reachable; rebuilt after
+    // any change of definitions.
+    void RefreshIntegrityTriggers();
+    // Checks every foreign key touching tableName; raises on the first violation.
+    void CheckForeignKeys(const QString& tableName);
+    // All stored definitions (reads every table file of a directory database).
+    QList<OstTableMeta> AllMetas();
+
+    // Definitions of every table, cached until the next change made through
+    // this connection or a change of the database directory.
+    const QList<OstTableMeta>& CachedMetas();
+    // Attaches a table with the tables its foreign keys connect it to and brings
+    // the integrity triggers up to date. Call before changing its rows.
+    void PrepareForWrite(const QString& tableName);
+    // Attaches every table named in an SQL text (directory databases).
+    void PrepareForSql(const QString& sql);
+
+    int Generation() const { return m_generation; }
+    void BumpGeneration() { ++m_generation; m_triggersGeneration = -1; }
+
+private:
+    QString SchemaAlias(const QString& tableName) const;
+    void EnsureMetaTable(const QString& schema);
+    void Configure();
+
+    sqlite3* m_db = nullptr;
+    QString m_location;
+    bool m_singleFile;
+    bool m_readOnly;
+    int m_txDepth = 0;
+    int m_generation = 0;
+    QHash<QString, QString> m_attached; // lower-case table name -> alias
+    QList<OstTableMeta>* m_metaCache = nullptr;
+    int m_metaCacheGeneration = -1;
+    qint64 m_metaCacheStamp = 0;
+    int m_triggersGeneration = -1;
+    QString m_triggersAttached;
+    QStringList m_attachOrder;          // least recently used first
+};
+
+// Connections are shared per absolute location.
+std::shared_ptr<OstConnection> OstAcquireConnection(const QString& location, bool singleFile, bool readOnly);
+
+// Lock held on a table by an open component: shared, or exclusive.
+class OstTableLock {
+public:
+    OstTableLock(const QString& file, const QString& tableName, bool exclusive);
+    ~OstTableLock();
+    static bool TryExclusive(const QString& file, const QString& tableName);
+
+private:
+    int m_fd = -1;
+};
+
+QString OstMetaTableName();
+// Rewords SQLite constraint and trigger messages into the engine's terms.
+EOstraError OstReword(const QString& raw, int16_t code);

@@ -1,0 +1,140 @@
+// TOstDataSet (base of table and query) and TOstTable.
+#pragma once
+
+#include "ostdatabase.h"
+#include "ostdefs.h"
+#include "ostfielddef.h"
+#include "tdataset.h"
+
+#include <memory>
+
+class OstConnection;
+struct OstTableMeta;
+class OstCursor;
+
+class TOstDataSet : public TDataSet {
+    Q_OBJECT
+    Q_PROPERTY(QString DatabaseName READ GetDatabaseName WRITE SetDatabaseName)
+
+public:
+    explicit TOstDataSet(TComponent* owner = nullptr);
+    ~TOstDataSet() override;
+
+    QString GetDatabaseName() const { return m_databaseName; }
+    void SetDatabaseName(const QString& name);
+    // The database component named by DatabaseName; a private one is made for a
+    // bare location (a directory or an ".ostd" file). nullptr when no name is set.
+    TOstDatabase* GetDatabase();
+
+    TOstFieldDefs& GetFieldDefsOst() { return m_fieldDefsOst; }
+    void SetFieldDefsOst(const TOstFieldDefs& defs) { m_fieldDefsOst.Assign(defs); }
+    TOstForeignKeyDefs& GetIntegrityRules() { return m_foreignKeys; }
+    void SetIntegrityRules(const TOstForeignKeyDefs& defs) { m_foreignKeys.Assign(defs); }
+    QString GetVersion() const { return OstEngineVersion(); }
+
+    TOstProgressEvent OnProgress;
+
+protected:
+    TField* CreateField(const TFieldDef& def) override;
+    // Fills the library FieldDefs() from the engine definitions.
+    void FieldDefsFromOst();
+    std::shared_ptr<OstConnection> RequireConnection();
+
+    TOstFieldDefs m_fieldDefsOst;
+    TOstForeignKeyDefs m_foreignKeys;
+    QString m_databaseName;
+    TOstDatabase* m_privateDatabase = nullptr;
+};
+
+class TOstTable : public TOstDataSet {
+    Q_OBJECT
+    Q_PROPERTY(QString TableName READ GetTableName WRITE SetTableName)
+    Q_PROPERTY(int TableLevel READ GetTableLevel WRITE SetTableLevel)
+    Q_PROPERTY(int Capacity READ GetCapacity WRITE SetCapacity)
+    Q_PROPERTY(QString CollationName READ GetCollationName WRITE SetCollationName)
+    Q_PROPERTY(int EncryptionMethod READ GetEncryptionMethod WRITE SetEncryptionMethod)
+    Q_PROPERTY(QString EncryptionPassword READ GetEncryptionPassword WRITE SetEncryptionPassword)
+    Q_PROPERTY(QString IndexName READ GetIndexName WRITE SetIndexName)
+    Q_PROPERTY(bool Exclusive READ GetExclusive WRITE SetExclusive)
+    Q_PROPERTY(bool ReadOnly READ GetReadOnly WRITE SetReadOnly)
+
+public:
+    explicit TOstTable(TComponent* owner = nullptr);
+    ~TOstTable() override;
+
+    QString GetTableName() const { return m_tableName; }
+    void SetTableName(const QString& name);
+    int GetTableLevel() const { return m_tableLevel; }
+    void SetTableLevel(int level);
+    int GetCapacity() const { return m_capacity; }
+    void SetCapacity(int rows);
+    QString GetCollationName() const { return m_collation; }
+    void SetCollationName(const QString& name) { m_collation = name; }
+    int GetEncryptionMethod() const { return m_encryptionMethod; }
+    void SetEncryptionMethod(int m) { m_encryptionMethod = static_cast<uint8_t>(m); }
+    QString GetEncryptionPassword() const { return m_password; }
+    void SetEncryptionPassword(const QString& p) { m_password = p; }
+    QString GetIndexName() const { return m_indexName; }
+    void SetIndexName(const QString& name);
+    bool GetExclusive() const { return m_exclusive; }
+    void SetExclusive(bool v);
+    bool GetReadOnly() const { return m_readOnly; }
+    void SetReadOnly(bool v);
+    bool CanModify() const override { return !m_readOnly; }
+
+    TIndexDefs& IndexDefs() { return m_indexDefs; }
+    TOstFulltextIndexDefs& FulltextIndexDefs() { return m_fulltextDefs; }
+    TCheckConstraints& CheckConstraints() { return m_checks; }
+    void SetCheckConstraints(const TCheckConstraints& c) { m_checks.Assign(c); }
+
+    // Definitions: read back from the file (all of them) / checked without writing.
+    void ReadDefinitions();
+    void ValidateDefinitions() const;
+    bool Exists();
+
+    void CreateTable();
+    void DeleteTable();
+    void EmptyTable();
+    void RenameTable(const QString& newName);
+    // Restructures the stored table to the definitions this component holds.
+    void AlterTable();
+    void AddIndex(const QString& name, const QString& fields, TIndexOptions options,
+                  const QString& descFields = QString());
+    void DeleteIndex(const QString& name);
+    void AddFulltextIndex2(const QString& name, const QString& fields, const QString& dictionary,
+                           const QString& separators);
+    void DeleteFulltextIndex(const QString& name);
+
+    // Record id (the engine's row id) of the current record.
+    qint64 RecordId() const;
+    bool FindRecordId(qint64 id);
+
+protected:
+    void InternalOpen() override;
+    void InternalClose() override;
+    int InternalRecordCount() const override;
+    QVariantList InternalGetRecord(int recNo) const override;
+    int InternalPost(bool inserting, int recNo, const QVariantList& values) override;
+    int InternalDelete(int recNo) override;
+    void InternalRefresh() override;
+    void InternalInitRecord(QVariantList& values) override;
+    void FilterChanged() override;
+
+private:
+    friend class OstTableOps;
+    void ReloadCursor(qint64 keepId);
+    void CheckInactive(const char* what) const;
+    void LoadFromMeta(const OstTableMeta& meta);
+    OstTableMeta ToMeta() const;
+
+    QString m_tableName, m_collation, m_password, m_indexName;
+    int m_tableLevel = OstDefaultTableLevel;
+    int m_capacity = 100000;
+    uint8_t m_encryptionMethod = emDefault;
+    bool m_exclusive = false, m_readOnly = false;
+    TIndexDefs m_indexDefs;
+    TOstFulltextIndexDefs m_fulltextDefs;
+    TCheckConstraints m_checks;
+    std::unique_ptr<OstCursor> m_cursor;
+    std::shared_ptr<OstConnection> m_conn;
+};

@@ -1,0 +1,32 @@
+// Translation of the engine's textual expressions to SQLite SQL:
+//  - dataset filters: column (optionally "$"-prefixed) op literal, joined by
+//    and/or/not and parentheses;
+//  - native expressions (index expressions below level 5 and "@"-prefixed ones,
+//    check conditions, calculated and default column values).
+#pragma once
+
+#include <QString>
+#include <functional>
+
+// Resolves a column name (without "$" or quoting) to its data type ordinal and
+// the SQL text that refers to it. Returns false for an unknown column.
+using OstColumnResolver = std::function<bool(const QString& name, int& dataType, QString& sqlRef)>;
+
+// Returns a SQL boolean expression. Raises EOstraError(OstErr::InvalidFilter)
+// with a message naming the position and the problem for malformed input or
+// unknown columns. An empty or blank filter yields an empty string.
+QString OstFilterToSql(const QString& filter, const OstColumnResolver& resolve);
+
+// Returns a SQL scalar expression for a native expression. Raises
+// EOstraError(OstErr::InvalidDefinition) for malformed input or unknown columns.
+QString OstNativeExpressionToSql(const QString& expression, const OstColumnResolver& resolve);
+
+// The SQL literal for a value written in a filter for a column of the given type
+// (dates accepted as ISO, the locale's short format, or "MM.dd.yyyy[ HH:mm:ss]").
+// Returns false when the text is not a value of that type.
+bool OstFilterLiteralToSql(const QString& text, int dataType, QString& sql);
+
+// Quotes an SQL identifier ("name" with inner quotes doubled).
+QString OstQuoteIdent(const QString& name);
+// Quotes an SQL string literal ('text' with inner quotes doubled).
+QString OstQuoteString(const QString& text);

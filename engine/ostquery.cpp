@@ -1,0 +1,202 @@
+#include "ostquery.h"
+
+#include "ostconnection.h"
+#include "ostfilter.h"
+
+TOstQuery::TOstQuery(TComponent* owner) : TOstDataSet(owner) {}
+
+TOstQuery::~TOstQuery() {
+    try { Close(); } catch (...) {}
+}
+
+void TOstQuery::SetSQL(const QString& sql) {
+    if (sql == m_sql) return;
+    if (Active()) Close();
+    m_sql = sql;
+}
+
+QStringList TOstQuery::ColumnNames() const { return m_columns; }
+
+namespace {
+// Prepares each statement of a text in turn.
+template <class F> void ForEachStatement(sqlite3* db, const QString& sql, F&& each) {
+    const QByteArray text = sql.toUtf8();
+    const char* tail = text.constData();
+    const char* end = text.constData() + text.size();
+    while (tail && tail < end) {
+        sqlite3_stmt* st = nullptr;
+        const char* next = nullptr;
+        const int rc = sqlite3_prepare_v2(db, tail, static_cast<int>(end - tail), &st, &next);
+        if (rc != SQLITE_OK) {
+            const QString msg = QString::fromUtf8(sqlite3_errmsg(db));
+            sqlite3_finalize(st);
+            throw EOstraError(OstErr::Sql, QStringLiteral("SQL error: %1").arg(msg));
+        }
+        tail = next;
+        if (!st) continue; // blank or comment
+        try {
+            each(st);
+        } catch (...) {
+            sqlite3_finalize(st);
+            throw;
+        }
+        sqlite3_finalize(st);
+    }
+}
+
+void BindParams(sqlite3_stmt* st, const QVariantMap& params) {
+    const int n = sqlite3_bind_parameter_count(st);
+    for (int i = 1; i <= n; ++i) {
+        const char* raw = sqlite3_bind_parameter_name(st, i);
+        QString key = raw ? QString::fromUtf8(raw) : QString::number(i);
+        if (raw && (key.startsWith(QLatin1Char(':')) || key.startsWith(QLatin1Char('@')) || key.startsWith(QLatin1Char('$'))))
+            key = key.mid(1);
+        if (raw && key.startsWith(QLatin1Char('?'))) key = key.mid(1);
+        QVariant v;
+        if (params.contains(key)) v = params.value(key);
+        else {
+            bool found = false;
+            for (auto it = params.begin(); it != params.end(); ++it)
+                if (it.key().compare(key, Qt::CaseInsensitive) == 0) { v = it.value(); found = true; }
+            if (!found) throw EOstraError(OstErr::Sql, QStringLiteral("Parameter \"%1\" has no value").arg(key));
+        }
+        // Reuse OstStmt's binding rules through a borrowed handle.
+        if (!v.isValid() || v.isNull()) sqlite3_bind_null(st, i);
+        else if (v.typeId() == QMetaType::Double) sqlite3_bind_double(st, i, v.toDouble());
+        else if (v.typeId() == QMetaType::QByteArray) {
+            const QByteArray b = v.toByteArray();
+            sqlite3_bind_blob(st, i, b.constData(), b.size(), SQLITE_TRANSIENT);
+        } else if (v.typeId() == QMetaType::Bool || v.typeId() == QMetaType::Int || v.typeId() == QMetaType::LongLong ||
+                   v.typeId() == QMetaType::UInt || v.typeId() == QMetaType::ULongLong)
+            sqlite3_bind_int64(st, i, v.toLongLong());
+        else {
+            const QByteArray t = v.toString().toUtf8();
+            sqlite3_bind_text(st, i, t.constData(), t.size(), SQLITE_TRANSIENT);
+        }
+    }
+}
+
+QVariant ColumnValue(sqlite3_stmt* st, int i) {
+    switch (sqlite3_column_type(st, i)) {
+    case SQLITE_INTEGER: return QVariant(static_cast<qlonglong>(sqlite3_column_int64(st, i)));
+    case SQLITE_FLOAT: return QVariant(sqlite3_column_double(st, i));
+    case SQLITE_BLOB:
+        return QVariant(QByteArray(static_cast<const char*>(sqlite3_column_blob(st, i)), sqlite3_column_bytes(st, i)));
+    case SQLITE_NULL: return QVariant();
+    default:
+        return QVariant(QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, i)), sqlite3_column_bytes(st, i)));
+    }
+}
+
+[[noreturn]] void StepFailed(sqlite3* db) {
+    const int ext = sqlite3_extended_errcode(db);
+    const QString msg = QString::fromUtf8(sqlite3_errmsg(db));
+    if ((ext & 0xFF) == SQLITE_CONSTRAINT) throw OstReword(msg, OstErr::ConstraintViolation);
+    if ((ext & 0xFF) == SQLITE_BUSY || (ext & 0xFF) == SQLITE_LOCKED)
+        throw EOstraError(OstErr::Locked, QStringLiteral("The database is locked by another user"));
+    throw OstReword(msg.startsWith(QStringLiteral("Cannot convert: ")) ? msg.mid(16) : QStringLiteral("SQL error: ") + msg, OstErr::Sql);
+}
+} // namespace
+
+void TOstQuery::ExecSQL() {
+    if (Active()) Close();
+    auto c = RequireConnection();
+    c->PrepareForSql(m_sql);
+    m_rowsAffected = 0;
+    const bool ownTx = !c->InTransaction();
+    if (ownTx) c->Begin();
+    try {
+        ForEachStatement(c->Db(), m_sql, [&](sqlite3_stmt* st) {
+            BindParams(st, m_params);
+            int rc;
+            while ((rc = sqlite3_step(st)) == SQLITE_ROW) {}
+            if (rc != SQLITE_DONE) StepFailed(c->Db());
+            if (!sqlite3_stmt_readonly(st)) m_rowsAffected += sqlite3_changes(c->Db());
+        });
+        if (ownTx) c->Commit();
+    } catch (...) {
+        if (ownTx) c->Rollback();
+        throw;
+    }
+    c->BumpGeneration();
+}
+
+void TOstQuery::RunSelect() {
+    auto c = RequireConnection();
+    c->PrepareForSql(m_sql);
+    m_rows.clear();
+    m_columns.clear();
+    QString sql = m_sql.trimmed();
+    while (sql.endsWith(QLatin1Char(';'))) sql.chop(1);
+    if (GetFiltered() && !GetFilter().trimmed().isEmpty()) {
+        // Column types come from an unfiltered look at the result's first row.
+        QHash<QString, int> types;
+        ForEachStatement(c->Db(), QStringLiteral("SELECT * FROM (%1) LIMIT 1").arg(sql), [&](sqlite3_stmt* st) {
+            BindParams(st, m_params);
+            const bool row = sqlite3_step(st) == SQLITE_ROW;
+            for (int i = 0; i < sqlite3_column_count(st); ++i) {
+                const int t = row ? sqlite3_column_type(st, i) : SQLITE_TEXT;
+                types.insert(QString::fromUtf8(sqlite3_column_name(st, i)).toLower(),
+                             t == SQLITE_INTEGER ? dtLargeInt : t == SQLITE_FLOAT ? dtFloat : t == SQLITE_BLOB ? dtBlob : dtString);
+            }
+        });
+        const QString where = OstFilterToSql(GetFilter(), [&](const QString& name, int& type, QString& ref) {
+            if (!types.contains(name.toLower())) return false;
+            type = types.value(name.toLower());
+            ref = OstQuoteIdent(name);
+            return true;
+        });
+        sql = QStringLiteral("SELECT * FROM (%1) WHERE %2").arg(sql, where);
+    }
+    int statements = 0;
+    ForEachStatement(c->Db(), sql, [&](sqlite3_stmt* st) {
+        if (++statements > 1) throw EOstraError(OstErr::Sql, QStringLiteral("A query opens exactly one statement"));
+        BindParams(st, m_params);
+        const int n = sqlite3_column_count(st);
+        if (n == 0) throw EOstraError(OstErr::Sql, QStringLiteral("The statement returns no result set; use ExecSQL"));
+        for (int i = 0; i < n; ++i) m_columns << QString::fromUtf8(sqlite3_column_name(st, i));
+        int rc;
+        while ((rc = sqlite3_step(st)) == SQLITE_ROW) {
+            QVariantList row;
+            row.reserve(n);
+            for (int i = 0; i < n; ++i) row << ColumnValue(st, i);
+            m_rows.append(row);
+        }
+        if (rc != SQLITE_DONE) StepFailed(c->Db());
+    });
+    if (statements == 0) throw EOstraError(OstErr::Sql, QStringLiteral("No SQL statement"));
+}
+
+void TOstQuery::InternalOpen() {
+    RunSelect();
+    FieldDefs().Clear();
+    m_fieldDefsOst.Clear();
+    for (int i = 0; i < m_columns.size(); ++i) {
+        // A result column's type is what its first value holds.
+        int t = dtString;
+        for (const QVariantList& r : m_rows) {
+            const QVariant& v = r.at(i);
+            if (!v.isValid() || v.isNull()) continue;
+            t = v.typeId() == QMetaType::LongLong ? dtLargeInt : v.typeId() == QMetaType::Double ? dtFloat
+              : v.typeId() == QMetaType::QByteArray ? dtBlob : dtMemo;
+            break;
+        }
+        TOstFieldDef* d = m_fieldDefsOst.Add(m_columns[i], t, 0);
+        d->SetFieldNo(static_cast<uint16_t>(i + 1));
+    }
+    FieldDefsFromOst();
+}
+
+void TOstQuery::InternalClose() {
+    m_rows.clear();
+}
+
+int TOstQuery::InternalRecordCount() const { return m_rows.size(); }
+
+QVariantList TOstQuery::InternalGetRecord(int recNo) const {
+    return (recNo >= 0 && recNo < m_rows.size()) ? m_rows.at(recNo) : QVariantList();
+}
+
+void TOstQuery::FilterChanged() {
+    RunSelect();
+}

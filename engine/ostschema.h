@@ -1,0 +1,37 @@
+// From stored definitions to SQLite DDL, and the rules a definition must obey
+// (table-level thresholds, names, index definitions, auto-increment indication).
+#pragma once
+
+#include "ostfilter.h"
+#include "ostmeta.h"
+
+class OstConnection;
+
+// Raises EOstraError naming the column or index and the rule it breaks; code
+// OstErr::InvalidIndication for a bad dtAutoInc indication. With a connection,
+// linked and parent tables are checked too.
+void OstValidateMeta(const OstTableMeta& meta, OstConnection* conn = nullptr);
+// Rejects table names that are invalid or would escape the database.
+void OstValidateTableName(const QString& name, bool singleFile);
+// Trims a table name and strips a ".dat" extension in directory databases.
+QString OstNormalizeTableName(const QString& name, bool singleFile);
+
+int OstAutoIncColumn(const OstTableMeta& meta);
+QString OstColumnCollation(const OstTableMeta& meta, const OstColumnMeta& col);
+bool OstIsGeneratedColumn(const OstColumnMeta& col);
+// SQL DEFAULT expression for a column (never empty: NULL or the type's zero value).
+QString OstColumnDefaultSql(const OstTableMeta& meta, const OstColumnMeta& col);
+
+// CREATE TABLE for the definitions under schema.table (both already quoted).
+QString OstCreateTableSql(const OstTableMeta& meta, const QString& schema, const QString& table);
+// CREATE INDEX statements of every maintained index and link column.
+QStringList OstCreateIndexesSql(const OstTableMeta& meta, const QString& schema, const QString& table);
+QString OstIndexSql(const OstTableMeta& meta, const OstIndexMeta& idx, const QString& schema, const QString& table);
+QString OstIndexPhysicalName(const OstTableMeta& meta, const QString& indexName);
+
+// Column resolver over a table's columns (quoted names).
+OstColumnResolver OstResolverFor(const OstTableMeta& meta, const QString& prefix = QString());
+// An expression in the table's dialect: SQL from level 5 on unless it starts
+// with "@", the native expression language otherwise.
+QString OstExpressionSql(const OstTableMeta& meta, const QString& expression);
+QString OstDoubleUnQuote(const QString& s);
