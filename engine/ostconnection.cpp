@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
+#include <QSet>
 #include <fcntl.h>
 #include <map>
 #include <mutex>
@@ -380,9 +381,15 @@ void OstConnection::DeleteMeta(const QString& tableName) {
 }
 
 QStringList OstConnection::TableNames(bool systemTables) {
+    // Fulltext dictionaries and tables marked as such are system tables.
+    const QList<OstTableMeta> metas = AllMetas();
+    QSet<QString> dictionaries;
+    for (const OstTableMeta& m : metas)
+        for (const OstFulltextMeta& f : m.fulltext)
+            if (!f.dictionary.trimmed().isEmpty()) dictionaries.insert(f.dictionary.trimmed().toLower());
     QStringList names;
-    for (const OstTableMeta& m : AllMetas())
-        if (systemTables || !m.system) names.append(m.name);
+    for (const OstTableMeta& m : metas)
+        if (systemTables || !(m.system || dictionaries.contains(m.name.toLower()))) names.append(m.name);
     return names;
 }
 
