@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QSet>
+#include <QUrl>
 #include <fcntl.h>
 #include <map>
 #include <mutex>
@@ -305,9 +306,13 @@ OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
         sqlite3_exec(m_db, sql.constData(), nullptr, nullptr, nullptr);
     }
     const QString alias = SchemaAlias(tableName);
-    const int flags = m_readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
-    Q_UNUSED(flags)
-    Exec(QStringLiteral("ATTACH %1 AS %2").arg(OstQuoteString(file), OstQuoteIdent(alias)));
+    if (m_readOnly) {
+        // A read-only database attaches its files through a URI that says so.
+        const QString uri = QStringLiteral("file:") + QString::fromUtf8(QUrl::toPercentEncoding(file, "/")) + QStringLiteral("?mode=ro");
+        Exec(QStringLiteral("ATTACH %1 AS %2").arg(OstQuoteString(uri), OstQuoteIdent(alias)));
+    } else {
+        Exec(QStringLiteral("ATTACH %1 AS %2").arg(OstQuoteString(file), OstQuoteIdent(alias)));
+    }
     m_attached.insert(key, alias);
     m_attachOrder.append(key);
     if (create) EnsureMetaTable(OstQuoteIdent(alias));

@@ -123,6 +123,7 @@ protected:
 private:
     friend class OstTableOps;
     void ReloadCursor(qint64 keepId);
+    void RebuildIfCollatorChanged();
     void CheckInactive(const char* what) const;
     void LoadFromMeta(const OstTableMeta& meta);
     OstTableMeta ToMeta() const;

@@ -61,7 +61,7 @@ enum TOstDatabaseType : uint8_t { dbtDirectory = 0, dbtSingleFile = 1 };
 
 // Table levels. New tables get OstDefaultTableLevel.
 constexpr int OstMinTableLevel = 1;
-constexpr int OstMaxTableLevel = 7;
+constexpr int OstMaxTableLevel = 6;
 constexpr int OstDefaultTableLevel = 6;
 constexpr int OstMinCapacity = 1000;
 

@@ -1,3 +1,4 @@
+#include "ostcollation.h"
 #include "ostconnection.h"
 #include "ostdataset.h"
 #include "ostfilter.h"
@@ -174,8 +175,35 @@ void TOstTable::InternalOpen() {
     LoadFromMeta(cur->meta);
     FieldDefsFromOst();
     m_cursor = std::move(cur);
-    if (!m_readOnly && !m_conn->ReadOnly()) m_conn->PrepareForWrite(name);
+    if (!m_readOnly && !m_conn->ReadOnly()) {
+        m_conn->PrepareForWrite(name);
+        RebuildIfCollatorChanged();
+    }
     ReloadCursor(0);
+}
+
+// Keys of locale collations are only valid for the collator version that built
+// them; after an ICU upgrade the table's indexes are rebuilt once.
+void TOstTable::RebuildIfCollatorChanged() {
+    OstTableMeta& m = m_cursor->meta;
+    const QString now = OstIcuCollatorVersion();
+    if (m.icuVersion == now) return;
+    bool usesLocale = false;
+    for (const OstColumnMeta& c : m.columns) {
+        const QString coll = OstColumnCollation(m, c);
+        usesLocale = usesLocale || (!coll.isEmpty() && coll != QStringLiteral("Ostra"));
+    }
+    m.icuVersion = now;
+    const OstTableLocation loc = m_conn->Locate(m.name);
+    m_conn->Begin();
+    try {
+        if (usesLocale) m_conn->Exec(QStringLiteral("REINDEX %1").arg(loc.qualified()));
+        m_conn->WriteMeta(m);
+        m_conn->Commit();
+    } catch (...) {
+        m_conn->Rollback();
+        throw;
+    }
 }
 
 void TOstTable::InternalClose() {
