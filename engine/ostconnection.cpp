@@ -331,12 +331,17 @@ void OstConnection::Release(const QString& tableName) {
     m_attachOrder.removeOne(key);
 }
 
-static bool ReadMetaFromFile(const QString& file, const QString& tableName, OstTableMeta& meta) {
+// Reads a table file's definitions without attaching it. Opened for writing
+// unless the database is read-only, so that a transaction left behind by a
+// process that died is rolled back here rather than hiding the table.
+static bool ReadMetaFromFile(const QString& file, const QString& tableName, OstTableMeta& meta, bool readOnly) {
     sqlite3* db = nullptr;
-    if (sqlite3_open_v2(QFile::encodeName(file).constData(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
+    if (sqlite3_open_v2(QFile::encodeName(file).constData(), &db, readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE,
+                        nullptr) != SQLITE_OK) {
         sqlite3_close(db);
         return false;
     }
+    sqlite3_busy_timeout(db, 5000);
     bool found = false;
     try {
         OstStmt st(db, QStringLiteral("SELECT def FROM %1 ORDER BY name = ?1 DESC LIMIT 1").arg(OstMetaTableName()));
@@ -415,7 +420,7 @@ QList<OstTableMeta> OstConnection::AllMetas() {
         if (m_attached.contains(name.toLower())) {
             try { ok = ReadMeta(name, m); } catch (const EOstraError&) { ok = false; }
         } else {
-            ok = ReadMetaFromFile(dir.filePath(f), name, m);
+            ok = ReadMetaFromFile(dir.filePath(f), name, m, m_readOnly);
         }
         if (!ok) continue; // not a table file of ours
         m.name = name;

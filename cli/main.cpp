@@ -1,0 +1,139 @@
+// ostra: command-line access to Ostra databases - create databases and
+// tables, show and restructure table definitions, run SQL.
+#include "cli.h"
+
+#include <QCoreApplication>
+#include <cstdio>
+#include <unistd.h>
+
+namespace cli {
+
+namespace {
+
+const char* const UsageText =
+    "Usage: ostra COMMAND [ARGUMENTS] [OPTIONS]\n"
+    "\n"
+    "Commands:\n"
+    "  create-db PATH [--single-file] [--catalog]\n"
+    "      Create a database: a directory of table files, or one \".ostd\" file\n"
+    "      (--single-file, or a PATH ending in \".ostd\"). --catalog makes a\n"
+    "      managed database that keeps a catalog of its tables.\n"
+    "  tables DB [--system]\n"
+    "      List the tables of DB, one per line (--system: with system tables).\n"
+    "  describe DB TABLE [--json]\n"
+    "      Show the definition of a table; --json prints it in the format that\n"
+    "      create-table and alter read.\n"
+    "  create-table DB FILE.json\n"
+    "      Create a table from a JSON definition.\n"
+    "  alter DB FILE.json\n"
+    "      Restructure a table to exactly the JSON definition; its data is kept\n"
+    "      and converted. Columns are matched by their \"number\".\n"
+    "  sql DB STATEMENT [--csv]\n"
+    "      Run SQL. Rows are printed as a table (or CSV with --csv); other\n"
+    "      statements report the rows they changed. STATEMENT \"-\" reads the\n"
+    "      SQL text from standard input; several statements separated by \";\"\n"
+    "      run in one transaction.\n"
+    "\n"
+    "DB is a database directory, an \".ostd\" file, or a table file \"DIR/NAME.dat\"\n"
+    "(which stands for table NAME; describe then needs no TABLE).\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help     Show this text.\n"
+    "  --version      Show the engine version.\n"
+    "\n"
+    "Exit codes: 0 success, 1 failure, 2 wrong usage.\n";
+
+void PrintUsage(bool toStderr) {
+    if (toStderr) Err(QString::fromLatin1(UsageText));
+    else Out(QString::fromLatin1(UsageText));
+}
+
+Args Parse(const QStringList& argv) {
+    Args a;
+    bool onlyPositional = false;
+    for (int i = 1; i < argv.size(); ++i) {
+        const QString& s = argv.at(i);
+        if (!onlyPositional && s == QStringLiteral("--")) {
+            onlyPositional = true;
+        } else if (!onlyPositional && s.startsWith(QStringLiteral("--")) && s.size() > 2) {
+            a.flags << s.mid(2);
+        } else if (!onlyPositional && s == QStringLiteral("-h")) {
+            a.flags << QStringLiteral("help");
+        } else if (a.command.isEmpty()) {
+            a.command = s;
+        } else {
+            a.positional << s;
+        }
+    }
+    return a;
+}
+
+int Dispatch(const Args& a) {
+    if (a.Has(QStringLiteral("help")) || a.command == QStringLiteral("help")) {
+        PrintUsage(false);
+        return 0;
+    }
+    if (a.Has(QStringLiteral("version")) && a.command.isEmpty()) {
+        Out(QStringLiteral("ostra %1\n").arg(OstEngineVersion()));
+        return 0;
+    }
+    if (a.command.isEmpty()) throw UsageError(QStringLiteral("no command given"));
+    static const struct {
+        const char* name;
+        int (*run)(const Args&);
+    } commands[] = {
+        {"create-db", CmdCreateDb}, {"tables", CmdTables}, {"describe", CmdDescribe},
+        {"create-table", CmdCreateTable}, {"alter", CmdAlter}, {"sql", CmdSql},
+    };
+    for (const auto& c : commands)
+        if (a.command == QLatin1String(c.name)) return c.run(a);
+    throw UsageError(QStringLiteral("unknown command \"%1\"").arg(a.command));
+}
+
+} // namespace
+
+void Args::Check(const QStringList& allowed, int minPos, int maxPos) const {
+    for (const QString& f : flags)
+        if (!allowed.contains(f)) throw UsageError(QStringLiteral("%1: unknown option --%2").arg(command, f));
+    if (positional.size() < minPos) throw UsageError(QStringLiteral("%1: missing arguments").arg(command));
+    if (positional.size() > maxPos)
+        throw UsageError(QStringLiteral("%1: unexpected argument \"%2\"").arg(command, positional.at(maxPos)));
+}
+
+void Out(const QString& text) {
+    const QByteArray b = text.toUtf8();
+    std::fwrite(b.constData(), 1, static_cast<size_t>(b.size()), stdout);
+}
+
+void Err(const QString& text) {
+    std::fflush(stdout);
+    const QByteArray b = text.toUtf8();
+    std::fwrite(b.constData(), 1, static_cast<size_t>(b.size()), stderr);
+    std::fflush(stderr);
+}
+
+bool StderrIsTerminal() { return isatty(STDERR_FILENO) == 1; }
+
+} // namespace cli
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    using namespace cli;
+    int rc = 1;
+    try {
+        rc = Dispatch(Parse(QCoreApplication::arguments()));
+    } catch (const UsageError& e) {
+        Err(QStringLiteral("ostra: %1\n\n").arg(e.Message()));
+        PrintUsage(true);
+        rc = 2;
+    } catch (const Exception& e) {
+        // Engine errors (EOstraError), dataset and component errors, and the tool's own.
+        Err(QStringLiteral("ostra: %1\n").arg(e.Message()));
+        rc = 1;
+    } catch (const std::exception& e) {
+        Err(QStringLiteral("ostra: %1\n").arg(QString::fromLocal8Bit(e.what())));
+        rc = 1;
+    }
+    std::fflush(stdout);
+    return rc;
+}

@@ -1,0 +1,463 @@
+// The ostra command-line tool, run as a separate process against directory
+// and single-file databases.
+#include "cli_helper.h"
+
+#include "engine/ostdatabase.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QtTest>
+
+namespace {
+
+QString Json(const QJsonObject& o) { return QString::fromUtf8(QJsonDocument(o).toJson(QJsonDocument::Indented)); }
+
+QJsonObject ParseJson(const char* text) {
+    QJsonParseError e;
+    const QJsonDocument d = QJsonDocument::fromJson(QByteArray(text), &e);
+    if (e.error != QJsonParseError::NoError) qFatal("bad test JSON: %s", qPrintable(e.errorString()));
+    return d.object();
+}
+
+// The database path of a layout inside a temporary directory.
+QString DbPath(const QTemporaryDir& tmp, bool singleFile) {
+    return tmp.filePath(singleFile ? QStringLiteral("shop.ostd") : QStringLiteral("shop"));
+}
+
+void AddLayouts() {
+    QTest::addColumn<bool>("singleFile");
+    QTest::newRow("directory") << false;
+    QTest::newRow("single file") << true;
+}
+
+#define EXPECT_OK(run)                                                                                               \
+    do {                                                                                                             \
+        const CliRun& r_ = (run);                                                                                    \
+        QVERIFY2(r_.finished && r_.exitCode == 0, r_.Describe().constData());                                        \
+    } while (0)
+#define EXPECT_FAIL(run, code, text)                                                                                 \
+    do {                                                                                                             \
+        const CliRun& r_ = (run);                                                                                    \
+        QVERIFY2(r_.finished && r_.exitCode == (code), r_.Describe().constData());                                   \
+        QVERIFY2(r_.err.startsWith(QStringLiteral("ostra: ")) && r_.err.contains(QStringLiteral(text)),            \
+                 r_.Describe().constData());                                                                         \
+    } while (0)
+
+// A parent table given with the fewest keys: the rest must come back as a new definition's defaults.
+const char* const RegionsInput = R"js({
+  "columns": [
+    {"name": "Code", "type": "dtString", "size": 4, "nullable": false},
+    {"name": "Title", "type": "WideString", "size": 30}
+  ],
+  "indexes": [{"name": "PK", "fields": "Code", "options": ["primary"]}]
+})js";
+
+const char* const RegionsDescribed = R"js({
+  "name": "Regions", "level": 6, "capacity": 100000, "collation": "", "encryption": 0,
+  "columns": [
+    {"name": "Code", "type": 1, "typeName": "dtString", "size": 4, "precision": 0, "nullable": false,
+     "special": false, "calculated": false, "expression": "", "spec": "", "number": 1},
+    {"name": "Title", "type": 16, "typeName": "dtWideString", "size": 30, "precision": 0, "nullable": true,
+     "special": false, "calculated": false, "expression": "", "spec": "", "number": 2}
+  ],
+  "indexes": [{"name": "PK", "fields": "Code", "descFields": "", "expression": "", "options": ["primary"]}],
+  "fulltext": [], "foreignKeys": [], "checks": []
+})js";
+
+// Every key a definition has, with values other than the defaults; types by name and by ordinal.
+const char* const OrdersInput = R"js({
+  "name": "Orders", "level": 6, "capacity": 250000, "collation": "de_DE_ci", "encryption": 1,
+  "columns": [
+    {"name": "Id", "type": "dtAutoInc", "size": 0, "precision": 0, "nullable": false, "special": false,
+     "calculated": false, "expression": "", "spec": ""},
+    {"name": "Region", "type": "String", "size": 4, "precision": 0, "nullable": false, "special": false,
+     "calculated": false, "expression": "", "spec": ""},
+    {"name": "Customer", "type": 16, "size": 50, "precision": 0, "nullable": true, "special": false,
+     "calculated": false, "expression": "", "spec": "en_US_ci_ai"},
+    {"name": "Amount", "type": 4, "size": 0, "precision": 2, "nullable": true, "special": false,
+     "calculated": false, "expression": "0", "spec": ""},
+    {"name": "Status", "type": "dtEnum", "size": 0, "precision": 0, "nullable": false, "special": false,
+     "calculated": false, "expression": "", "spec": "Open,Paid,Cancelled"},
+    {"name": "Total", "type": "Float", "size": 0, "precision": 0, "nullable": true, "special": false,
+     "calculated": true, "expression": "Amount * 2", "spec": ""},
+    {"name": "Home", "type": 11, "size": 0, "precision": 0, "nullable": true, "special": true,
+     "calculated": false, "expression": "", "spec": "Regions"},
+    {"name": "Notes", "type": "dtWideMemo", "size": 0, "precision": 0, "nullable": true, "special": false,
+     "calculated": false, "expression": "", "spec": ""}
+  ],
+  "indexes": [
+    {"name": "PK", "fields": "Id", "descFields": "", "expression": "", "options": ["primary"]},
+    {"name": "ByCustomer", "fields": "Region;Customer", "descFields": "Customer", "caseInsFields": "Customer",
+     "expression": "", "options": ["unique"]},
+    {"name": "ByAmount", "fields": "Amount", "descFields": "", "expression": "", "options": ["descending", "nonMaintained"]},
+    {"name": "ByUpper", "fields": "", "descFields": "", "expression": "upper(Customer)", "options": ["caseInsensitive", "expression"]}
+  ],
+  "fulltext": [{"name": "Words.fti", "fields": "Customer;Notes", "dictionary": "Words", "minRelevance": 5, "separators": " ,;"}],
+  "foreignKeys": [{"name": "ToRegion", "parentTable": "Regions", "childFields": "Region", "parentFields": "Code",
+                   "onUpdate": "Cascade", "onDelete": "Reject"}],
+  "checks": [{"name": "NonNegative", "condition": "Amount >= 0", "message": "Amount must not be negative"}]
+})js";
+
+// A small table whose columns an alter renames, resizes, moves, retypes, drops and adds to.
+const char* const ItemsInput = R"js({"name": "Items", "columns": [
+  {"name": "Id", "type": "dtAutoInc"}, {"name": "Code", "type": "dtString", "size": 10},
+  {"name": "Qty", "type": "dtString", "size": 8}, {"name": "Price", "type": "dtFloat"},
+  {"name": "Old", "type": "dtMemo"}, {"name": "Flag", "type": "dtBoolean"}],
+  "indexes": [{"name": "ByCode", "fields": "Code", "options": ["unique"]}]})js";
+
+const char* const BigInput = R"js({"name": "Big", "columns": [
+  {"name": "Id", "type": "dtAutoInc"}, {"name": "Code", "type": "dtString", "size": 20},
+  {"name": "Name", "type": "dtString", "size": 60}, {"name": "Qty", "type": "dtInteger"},
+  {"name": "Price", "type": "dtFloat"}, {"name": "Day", "type": "dtDate"},
+  {"name": "Flag", "type": "dtBoolean"}, {"name": "Note", "type": "dtMemo"}],
+  "indexes": [{"name": "PK", "fields": "Id", "options": ["primary"]},
+              {"name": "ByCode", "fields": "Code", "options": ["unique"]},
+              {"name": "ByName", "fields": "Name;Qty"}]})js";
+
+constexpr int BigRows = 300000;
+
+// Keys in ascending order keep the index inserts cheap.
+const QByteArray BigFill = QStringLiteral(
+    "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %1)\n"
+    "INSERT INTO Big(Code, Name, Qty, Price, Day, Flag, Note)\n"
+    "SELECT printf('C%07d', i), printf('Name %07d', i), i % 1000, i / 8.0,\n"
+    "       date('2020-01-01', '+' || (i % 1000) || ' days'), i % 2, 'note ' || i FROM n;\n").arg(BigRows).toUtf8();
+
+const QString BigFingerprint = QStringLiteral(
+    "SELECT count(*), sum(Qty), sum(length(Code)), min(Name), max(Name), total(Price), count(Day), sum(Flag) FROM Big");
+
+} // namespace
+
+class TestCli : public QObject {
+    Q_OBJECT
+
+private slots:
+    void createDatabase_data() { AddLayouts(); }
+    void createDatabase();
+    void definitionsRoundTrip_data() { AddLayouts(); }
+    void definitionsRoundTrip();
+    void alterRestructuresAndKeepsData_data() { AddLayouts(); }
+    void alterRestructuresAndKeepsData();
+    void sqlOutput_data() { AddLayouts(); }
+    void sqlOutput();
+    void badInput();
+    void alterKilledMidwayLeavesOldTable_data();
+    void alterKilledMidwayLeavesOldTable();
+};
+
+void TestCli::createDatabase() {
+    QFETCH(bool, singleFile);
+    QTemporaryDir tmp;
+    const QString db = DbPath(tmp, singleFile);
+    EXPECT_OK(RunOstra({"create-db", db}));
+    QCOMPARE(singleFile ? QFileInfo(db).isFile() : QFileInfo(db).isDir(), true);
+    CliRun r = RunOstra({"tables", db});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QString());
+    // An empty directory may become a database; one holding tables may not.
+    WriteTextFile(tmp.filePath("T.json"), R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js");
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("T.json")}));
+    EXPECT_FAIL(RunOstra({"create-db", db}), 1, "already exists");
+
+    // --single-file completes the extension; --catalog makes a managed database.
+    const QString managed = tmp.filePath(singleFile ? "managed" : "managed-dir");
+    EXPECT_OK(RunOstra(singleFile ? QStringList{"create-db", managed, "--single-file", "--catalog"}
+                                  : QStringList{"create-db", managed, "--catalog"}));
+    const QString location = singleFile ? managed + ".ostd" : managed;
+    QVERIFY(singleFile ? QFileInfo(location).isFile() : QFileInfo(location).isDir());
+    TOstDatabase check;
+    check.SetLocation(location);
+    check.SetDatabaseType(singleFile ? dbtSingleFile : dbtDirectory);
+    check.Open();
+    QVERIFY(check.GetManaged());
+}
+
+void TestCli::definitionsRoundTrip() {
+    QFETCH(bool, singleFile);
+    QTemporaryDir tmp;
+    const QString db = DbPath(tmp, singleFile);
+    EXPECT_OK(RunOstra({"create-db", db}));
+    // Without a "name" the file name names the table; with one, the file name does not matter.
+    WriteTextFile(tmp.filePath("Regions.json"), RegionsInput);
+    WriteTextFile(tmp.filePath("orders-v1.json"), OrdersInput);
+    WriteTextFile(tmp.filePath("Words.json"), R"js({"columns": [{"name": "Word", "type": "dtString", "size": 40}]})js");
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Regions.json")}));
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Words.json")}));
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("orders-v1.json")}));
+
+    const QJsonObject regions = DescribeJson(db, "regions"); // table names are found without regard to case
+    QVERIFY2(regions == ParseJson(RegionsDescribed), qPrintable(Json(regions)));
+
+    QJsonObject expected = ParseJson(OrdersInput);
+    QJsonArray columns = expected["columns"].toArray();
+    const int types[] = {10, 1, 16, 4, 9, 4, 11, 17};
+    const char* const typeNames[] = {"dtAutoInc", "dtString", "dtWideString", "dtFloat", "dtEnum", "dtFloat", "dtLink", "dtWideMemo"};
+    for (int i = 0; i < columns.size(); ++i) {
+        QJsonObject c = columns[i].toObject();
+        c["type"] = types[i];
+        c["typeName"] = typeNames[i];
+        c["number"] = i + 1;
+        columns[i] = c;
+    }
+    expected["columns"] = columns;
+    const QJsonObject orders = DescribeJson(db, "Orders");
+    QVERIFY2(orders == expected, qPrintable(Json(orders)));
+
+    CliRun r = RunOstra({"tables", db});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Orders\nRegions\n"));
+    r = RunOstra({"tables", db, "--system"}); // a fulltext dictionary is a system table
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Orders\nRegions\nWords\n"));
+    if (!singleFile) {
+        // A table file stands for its table.
+        r = RunOstra({"tables", db + "/Orders.dat"});
+        EXPECT_OK(r);
+        QCOMPARE(r.out, QStringLiteral("Orders\n"));
+        r = RunOstra({"describe", db + "/Orders.dat", "--json"});
+        EXPECT_OK(r);
+        QCOMPARE(QJsonDocument::fromJson(r.out.toUtf8()).object(), expected);
+    }
+
+    // What describe prints is what alter reads: feeding it back changes nothing.
+    r = RunOstra({"describe", db, "Orders", "--json"});
+    WriteTextFile(tmp.filePath("described.json"), r.out.toUtf8());
+    EXPECT_OK(RunOstra({"alter", db, tmp.filePath("described.json")}));
+    QCOMPARE(DescribeJson(db, "Orders"), expected);
+
+    EXPECT_FAIL(RunOstra({"create-table", db, tmp.filePath("orders-v1.json")}), 1, "already exists");
+
+    r = RunOstra({"describe", db, "Orders"});
+    EXPECT_OK(r);
+    for (const char* part : {"Orders", "Customer", "dtWideString", "ByCustomer", "Words.fti", "ToRegion", "Cascade",
+                             "Amount must not be negative"})
+        QVERIFY2(r.out.contains(QLatin1String(part)), qPrintable(r.out));
+}
+
+void TestCli::alterRestructuresAndKeepsData() {
+    QFETCH(bool, singleFile);
+    QTemporaryDir tmp;
+    const QString db = DbPath(tmp, singleFile);
+    EXPECT_OK(RunOstra({"create-db", db}));
+    WriteTextFile(tmp.filePath("items.json"), ItemsInput);
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("items.json")}));
+    EXPECT_OK(RunOstra({"sql", db, "INSERT INTO Items(Code, Qty, Price, Old, Flag) VALUES "
+                                   "('A1', '12', 2.5, 'x', 1), ('B2', ' 7', NULL, 'y', 0), ('C3', NULL, 10, NULL, NULL)"}));
+
+    // Code renamed to Sku and widened, Price moved to the front, Qty from text to integer,
+    // Flag renamed, Old dropped, Note added.
+    WriteTextFile(tmp.filePath("items-v2.json"), R"js({"name": "Items", "columns": [
+        {"name": "Id", "type": "dtAutoInc", "number": 1},
+        {"name": "Price", "type": "dtFloat", "number": 4},
+        {"name": "Sku", "type": "dtString", "size": 20, "number": 2},
+        {"name": "Qty", "type": "dtInteger", "number": 3},
+        {"name": "Active", "type": "dtBoolean", "number": 6},
+        {"name": "Note", "type": "dtWideString", "size": 30}],
+      "indexes": [{"name": "BySku", "fields": "Sku", "options": ["unique"]}]})js");
+    CliRun r = RunOstra({"alter", db, tmp.filePath("items-v2.json")});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Restructured Items (3 rows)\n"));
+    QCOMPARE(r.err, QString()); // no progress line when stderr is not a terminal
+
+    const QJsonObject after = DescribeJson(db, "Items");
+    QStringList shape;
+    for (const QJsonValue& v : after["columns"].toArray()) {
+        const QJsonObject c = v.toObject();
+        shape << QStringLiteral("%1:%2:%3:%4").arg(c["number"].toInt()).arg(c["name"].toString(), c["typeName"].toString()).arg(c["size"].toInt());
+    }
+    QCOMPARE(shape, QStringList({"1:Id:dtAutoInc:0", "4:Price:dtFloat:0", "2:Sku:dtString:20", "3:Qty:dtInteger:0",
+                                 "6:Active:dtBoolean:0", "7:Note:dtWideString:30"}));
+    const QString rows = QStringLiteral("Id,Price,Sku,Qty,Active,Note\n1,2.5,A1,12,1,\n2,,B2,7,0,\n3,10.0,C3,,,\n");
+    QCOMPARE(SqlCsv(db, "SELECT * FROM Items ORDER BY Id"), rows);
+    QCOMPARE(SqlCsv(db, "SELECT typeof(Qty) FROM Items WHERE Id = 2"), QStringLiteral("typeof(Qty)\ninteger\n"));
+    QCOMPARE(SqlCsv(db, "SELECT Id FROM Items WHERE Sku = 'C3'"), QStringLiteral("Id\n3\n"));
+
+    // 'A1' is no whole number: the whole alter fails and the table stays as it was.
+    QJsonObject bad = after;
+    QJsonArray cols = bad["columns"].toArray();
+    QJsonObject sku = cols[2].toObject();
+    sku["type"] = "dtInteger";
+    cols[2] = sku;
+    bad["columns"] = cols;
+    WriteTextFile(tmp.filePath("items-bad.json"), QJsonDocument(bad).toJson());
+    r = RunOstra({"alter", db, tmp.filePath("items-bad.json")});
+    EXPECT_FAIL(r, 1, "Sku");
+    QVERIFY2(r.err.contains("'A1' is not a whole number"), r.Describe().constData());
+    QCOMPARE(r.out, QString());
+    QCOMPARE(DescribeJson(db, "Items"), after);
+    QCOMPARE(SqlCsv(db, "SELECT * FROM Items ORDER BY Id"), rows);
+
+    // A number that names no stored column would silently start an empty column: refused.
+    sku["type"] = "dtString";
+    sku["number"] = 42;
+    cols[2] = sku;
+    bad["columns"] = cols;
+    WriteTextFile(tmp.filePath("items-bad.json"), QJsonDocument(bad).toJson());
+    EXPECT_FAIL(RunOstra({"alter", db, tmp.filePath("items-bad.json")}), 1, "number 42");
+    QCOMPARE(DescribeJson(db, "Items"), after);
+}
+
+void TestCli::sqlOutput() {
+    QFETCH(bool, singleFile);
+    QTemporaryDir tmp;
+    const QString db = DbPath(tmp, singleFile);
+    EXPECT_OK(RunOstra({"create-db", db}));
+    WriteTextFile(tmp.filePath("T.json"), R"js({"columns": [{"name": "Id", "type": "dtAutoInc"},
+        {"name": "Name", "type": "dtString", "size": 30}, {"name": "Amount", "type": "dtFloat"}],
+        "checks": [{"condition": "Amount < 1000", "message": "too much"}]})js");
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("T.json")}));
+
+    // Several statements from standard input run together.
+    CliRun r = RunOstra({"sql", db, "-"}, "INSERT INTO T(Name, Amount) VALUES ('Ann', 1.5), ('Bob, \"the\" builder', NULL);\n"
+                                         "INSERT INTO T(Name, Amount) VALUES ('', -2), (NULL, 100);\n"
+                                         "INSERT INTO T(Name, Amount) VALUES ('two' || char(10) || 'lines', 0.25);\n");
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("5 row(s) affected\n"));
+
+    r = RunOstra({"sql", db, "SELECT Id, Name, Amount FROM T ORDER BY Id"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Id | Name               | Amount\n"
+                                   "---+--------------------+-------\n"
+                                   " 1 | Ann                |    1.5\n"
+                                   " 2 | Bob, \"the\" builder |   NULL\n"
+                                   " 3 |                    |   -2.0\n"
+                                   " 4 | NULL               |  100.0\n"
+                                   " 5 | two\\nlines         |   0.25\n"
+                                   "(5 rows)\n"));
+    QCOMPARE(SqlCsv(db, "SELECT Id, Name, Amount AS \"Amount, EUR\" FROM T ORDER BY Id"),
+             QStringLiteral("Id,Name,\"Amount, EUR\"\n1,Ann,1.5\n2,\"Bob, \"\"the\"\" builder\",\n3,\"\",-2.0\n4,,100.0\n"
+                            "5,\"two\nlines\",0.25\n"));
+
+    r = RunOstra({"sql", db, "UPDATE T SET Amount = 0 WHERE Amount IS NULL"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("1 row(s) affected\n"));
+
+    // A failing statement takes the statements before it back with it.
+    EXPECT_FAIL(RunOstra({"sql", db, "-"}, "DELETE FROM T WHERE Id = 1; INSERT INTO T(Name, Amount) VALUES ('x', 5000);"),
+                1, "too much");
+    EXPECT_FAIL(RunOstra({"sql", db, "SELECT Nope FROM T"}), 1, "Nope");
+    QCOMPARE(SqlCsv(db, "SELECT count(*) AS n FROM T"), QStringLiteral("n\n5\n"));
+}
+
+void TestCli::badInput() {
+    QTemporaryDir tmp;
+    const QString db = DbPath(tmp, false);
+    EXPECT_OK(RunOstra({"create-db", db}));
+
+    CliRun r = RunOstra({});
+    QCOMPARE(r.exitCode, 2);
+    QVERIFY(r.err.contains("Usage: ostra"));
+    r = RunOstra({"--help"});
+    EXPECT_OK(r);
+    QVERIFY(r.out.contains("Usage: ostra"));
+    QCOMPARE(RunOstra({"frobnicate", db}).exitCode, 2);
+    QCOMPARE(RunOstra({"tables", db, "--bogus"}).exitCode, 2);
+    QCOMPARE(RunOstra({"describe"}).exitCode, 2);
+
+    EXPECT_FAIL(RunOstra({"tables", tmp.filePath("nowhere")}), 1, "does not exist");
+    EXPECT_FAIL(RunOstra({"create-table", db, tmp.filePath("missing.json")}), 1, "missing.json");
+
+    WriteTextFile(tmp.filePath("broken.json"), "{\n  \"columns\": [\n    {\"name\": \"A\" \"type\": 1}\n  ]\n}\n");
+    EXPECT_FAIL(RunOstra({"create-table", db, tmp.filePath("broken.json")}), 1, "broken.json:3:");
+
+    struct { const char* json; const char* message; } rejected[] = {
+        {R"js({"columns": [{"name": "A", "type": "dtNumber"}]})js", "unknown data type \"dtNumber\""},
+        {R"js({"columns": [{"name": "A", "type": 20}]})js", "unknown data type 20"},
+        {R"js({"columns": [{"name": "A", "type": "dtInteger", "nulable": false}]})js", "unknown key \"nulable\""},
+        {R"js({"columns": [{"name": "A", "type": "dtInteger", "size": "4"}]})js", "expected a whole number"},
+        {R"js({"columns": [{"name": "A", "type": "dtInteger"}], "indexes": [{"name": "X", "fields": "A", "options": ["uniq"]}]})js", "uniq"},
+        {R"js({"columns": [{"name": "A", "type": "dtInteger"}], "indexes": [{"name": "X", "fields": "B"}]})js", "\"B\" does not exist"},
+        {R"js({"columns": [{"name": "A", "type": "dtString", "size": 0}]})js", "size"},
+        {R"js([1, 2])js", "expected a JSON object"},
+    };
+    for (const auto& c : rejected) {
+        WriteTextFile(tmp.filePath("Bad.json"), c.json);
+        r = RunOstra({"create-table", db, tmp.filePath("Bad.json")});
+        QVERIFY2(r.exitCode == 1 && r.err.startsWith("ostra: ") && r.err.contains(QString::fromUtf8(c.message)),
+                 (QByteArray(c.json) + "\n" + r.Describe()).constData());
+    }
+    QCOMPARE(RunOstra({"tables", db}).out, QString()); // nothing was created
+
+    EXPECT_FAIL(RunOstra({"describe", db, "Nope"}), 1, "\"Nope\" does not exist");
+    WriteTextFile(tmp.filePath("Nope.json"), R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js");
+    EXPECT_FAIL(RunOstra({"alter", db, tmp.filePath("Nope.json")}), 1, "\"Nope\" does not exist");
+    EXPECT_FAIL(RunOstra({"sql", db, "SELECT * FROM Nope"}), 1, "Nope");
+}
+
+void TestCli::alterKilledMidwayLeavesOldTable_data() {
+    QTest::addColumn<bool>("singleFile");
+    QTest::addColumn<bool>("whileIndexing");
+    // Copying: the new rows go into a second table. Indexing: the old table is already
+    // dropped inside the transaction and the new one's indexes are being built.
+    QTest::newRow("directory, copying rows") << false << false;
+    QTest::newRow("single file, building indexes") << true << true;
+}
+
+void TestCli::alterKilledMidwayLeavesOldTable() {
+    QFETCH(bool, singleFile);
+    QFETCH(bool, whileIndexing);
+    QTemporaryDir tmp;
+    const QString db = DbPath(tmp, singleFile);
+    EXPECT_OK(RunOstra({"create-db", db}));
+    WriteTextFile(tmp.filePath("Big.json"), BigInput);
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Big.json")}));
+    CliRun r = RunOstra({"sql", db, "-"}, BigFill);
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("%1 row(s) affected\n").arg(BigRows));
+
+    const QJsonObject before = DescribeJson(db, "Big");
+    const QString fingerprint = SqlCsv(db, BigFingerprint);
+    QVERIFY(!before.isEmpty() && !fingerprint.isEmpty());
+
+    // Widening Code and retyping Qty forces a rebuild.
+    QJsonObject changed = before;
+    QJsonArray cols = changed["columns"].toArray();
+    QJsonObject code = cols[1].toObject(), qty = cols[3].toObject();
+    code["size"] = 30;
+    qty["type"] = "dtLargeInt";
+    cols[1] = code;
+    cols[3] = qty;
+    changed["columns"] = cols;
+    WriteTextFile(tmp.filePath("Big-v2.json"), QJsonDocument(changed).toJson());
+
+    const QString dataFile = singleFile ? db : db + "/Big.dat";
+    const QString journal = dataFile + "-journal";
+    const qint64 startSize = QFileInfo(dataFile).size();
+    QProcess alter;
+    alter.start(QStringLiteral(OSTRA_CLI_PATH), {"alter", db, tmp.filePath("Big-v2.json")});
+    QVERIFY(alter.waitForStarted());
+    bool underWay = false;
+    QElapsedTimer clock;
+    clock.start();
+    while (!underWay && alter.state() == QProcess::Running && clock.elapsed() < 60000) {
+        const QFileInfo j(journal), f(dataFile);
+        underWay = j.exists() && (whileIndexing ? j.size() > 1024 * 1024 : f.size() > startSize + startSize / 4);
+        if (!underWay) QThread::msleep(2);
+    }
+    QVERIFY2(underWay, "the alter ended before it could be interrupted");
+    alter.kill(); // SIGKILL
+    QVERIFY(alter.waitForFinished());
+    QCOMPARE(alter.exitStatus(), QProcess::CrashExit);
+    QVERIFY(QFileInfo::exists(journal)); // the transaction was cut off
+
+    QCOMPARE(DescribeJson(db, "Big"), before);
+    QCOMPARE(SqlCsv(db, BigFingerprint), fingerprint);
+
+    r = RunOstra({"alter", db, tmp.filePath("Big-v2.json")});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Restructured Big (%1 rows)\n").arg(BigRows));
+    const QJsonArray now = DescribeJson(db, "Big")["columns"].toArray();
+    QCOMPARE(now[1].toObject()["size"].toInt(), 30);
+    QCOMPARE(now[3].toObject()["typeName"].toString(), QStringLiteral("dtLargeInt"));
+    QCOMPARE(SqlCsv(db, BigFingerprint), fingerprint);
+    QVERIFY(!QFileInfo::exists(journal));
+}
+
+QTEST_GUILESS_MAIN(TestCli)
+#include "tst_cli.moc"
