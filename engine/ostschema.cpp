@@ -212,8 +212,8 @@ static void ValidateColumns(const OstTableMeta& m) {
             }
             if (!ok)
                 throw EOstraError(OstErr::InvalidIndication,
-                                  QStringLiteral("The indication \"%1\" of the dtAutoInc column \"%2\" is not a valid index definition%3")
-                                      .arg(ind, c.name, bad.isEmpty() ? QString() : QStringLiteral(" (\"%1\" is not a column)").arg(bad)));
+                                  QStringLiteral("The indication %1 of the dtAutoInc column \"%2\" is not a valid index definition%3")
+                                      .arg(ind, c.name, bad.isEmpty() ? QString() : QStringLiteral(": %1 is not a column").arg(OstDoubleUnQuote(bad))));
         }
     }
 }

@@ -35,6 +35,7 @@ import json, sys
 t = json.load(sys.stdin)
 for c in t["columns"]:
     if c["name"] == "Name": c.update(name="FullName", type="dtWideString", size=60)
+    if c["name"] == "ID": c.update(spec="\"FullName\"")
     if c["name"] == "Since": c.update(type="dtDate", size=0)
 t["columns"].append({"name": "Active", "type": "dtBoolean", "expression": "1"})
 t["indexes"][0]["fields"] = "FullName"
