@@ -12,6 +12,8 @@ private slots:
     void renameDeleteAndNames_data() { OST_DATA_LAYOUTS() }
     void renameDeleteAndNames();
     void postingEnforcesColumnRules();
+    void exclusiveAndReadOnly_data() { OST_DATA_LAYOUTS() }
+    void exclusiveAndReadOnly();
 };
 
 static void Customers(TOstTable& t) {
@@ -193,6 +195,45 @@ void TstTable::postingEnforcesColumnRules() {
     // SQL goes through the same stored rules.
     const EOstraError viaSql = Raised([&] { tdb.Exec("INSERT INTO Rules(Code, Small) VALUES('q', 'abc')"); });
     QVERIFY2(viaSql.Message().contains("whole numbers"), qPrintable(viaSql.Message()));
+}
+
+void TstTable::exclusiveAndReadOnly() {
+    QFETCH(bool, singleFile);
+    TestDb tdb(singleFile);
+    auto t = tdb.Table(QStringLiteral("Shared"));
+    AddColumn(*t, "V", dtInteger);
+    t->CreateTable();
+    tdb.Exec("INSERT INTO Shared VALUES(1)");
+
+    t->SetExclusive(true);
+    t->Open();
+    auto other = tdb.Table(QStringLiteral("Shared"));
+    QCOMPARE(Raised([&] { other->Open(); }).ErrorCode(), OstErr::Locked);
+    t->Close();
+    other->Open();
+    QCOMPARE(Raised([&] { t->Open(); }).ErrorCode(), OstErr::Locked);
+    other->Close();
+
+    auto reader = tdb.Table(QStringLiteral("Shared"));
+    reader->SetReadOnly(true);
+    reader->Open();
+    QVERIFY_THROWS_EXCEPTION(EDatabaseError, reader->Edit());
+    reader->Close();
+
+    TOstDatabase ro;
+    ro.SetDatabaseName(QStringLiteral("ReadOnlyCopy"));
+    ro.SetLocation(tdb.location);
+    ro.SetDatabaseType(singleFile ? dbtSingleFile : dbtDirectory);
+    ro.SetReadOnly(true);
+    TOstQuery q;
+    q.SetDatabaseName(QStringLiteral("ReadOnlyCopy"));
+    q.SetSQL(QStringLiteral("SELECT V FROM Shared"));
+    q.Open();
+    QCOMPARE(q.FieldByName("V")->AsInteger(), 1);
+    q.Close();
+    q.SetSQL(QStringLiteral("UPDATE Shared SET V = 2"));
+    QVERIFY(Raised([&] { q.ExecSQL(); }).ErrorCode() != 0);
+    QCOMPARE(tdb.Scalar("SELECT V FROM Shared").toInt(), 1);
 }
 
 QTEST_GUILESS_MAIN(TstTable)
