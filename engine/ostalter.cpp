@@ -14,13 +14,37 @@
 
 namespace {
 
+// Integer types by the range they hold, narrowest first.
+int IntegerRank(int t) {
+    switch (t) {
+    case dtSmallInt: return 1;
+    case dtWord: return 2;
+    case dtInteger: return 3;
+    case dtLargeInt: return 4;
+    default: return 0;
+    }
+}
+
+// True when every stored value of the old column is already a valid value of the
+// new one, so it is copied as it is.
 bool SameStorage(const OstColumnMeta& o, const OstColumnMeta& n) {
-    if (o.type != n.type) return false;
-    if (IsSizedTextType(n.type) && n.size < o.size) return false;
-    if (n.type == dtFloat && n.precision != 0 && n.precision < o.precision) return false;
-    if (n.type == dtFloat && n.precision != 0 && o.precision == 0) return false;
-    if (n.type == dtTime && n.precision != o.precision) return false;
-    if (n.type == dtEnum && n.spec != o.spec) return false;
+    if (o.type == n.type) {
+        if (IsSizedTextType(n.type) && n.size < o.size) return false;
+        if (n.type == dtFloat && n.precision != 0 && (o.precision == 0 || n.precision < o.precision)) return false;
+        if (n.type == dtTime && n.precision != o.precision) return false;
+        if (n.type == dtEnum && n.spec != o.spec) return false;
+        return true;
+    }
+    // Widening integers: SmallInt and Word both fit Integer, everything fits LargeInt.
+    const int ro = IntegerRank(o.type), rn = IntegerRank(n.type);
+    if (ro && rn) return rn == 4 || (rn == 3 && ro < 3);
+    if (o.type == dtLink && n.type == dtLargeLink) return true;
+    if ((ro || o.type == dtFloat) && n.type == dtFloat) return n.precision == 0 && o.type != dtLargeInt;
+    // Narrow text fits wide text, sized text fits longer or unsized text.
+    const bool oNarrow = o.type == dtChar || o.type == dtString || o.type == dtMemo;
+    if (!IsTextType(o.type) || !IsTextType(n.type) || (IsWideType(o.type) && !IsWideType(n.type))) return false;
+    if (!oNarrow && !IsWideType(o.type)) return false;
+    if (IsSizedTextType(n.type)) return IsSizedTextType(o.type) && n.size >= o.size;
     return true;
 }
 
@@ -107,6 +131,30 @@ public:
     }
 
 private:
+    // Checks of the new table that the copy could not have guaranteed: the row
+    // checks, and the column checks of columns filled from a default expression.
+    static void ValidateCopy(OstConnection& c, const QString& table, const OstTableMeta& oldMeta, const OstTableMeta& nm) {
+        QVector<OstCheckSql> checks = OstTableCheckSql(nm);
+        for (const OstColumnMeta& n : nm.columns) {
+            if (OstIsGeneratedColumn(n) || n.internalCalc || n.expression.trimmed().isEmpty()) continue;
+            bool stored = false;
+            for (const OstColumnMeta& o : oldMeta.columns) stored = stored || (n.number > 0 && o.number == n.number && o.nullable == n.nullable);
+            if (!stored) checks += OstColumnCheckSql(n);
+        }
+        if (checks.isEmpty()) return;
+        QStringList cases, any;
+        for (int i = 0; i < checks.size(); ++i) {
+            cases << QStringLiteral("WHEN NOT (%1) THEN %2").arg(checks[i].condition).arg(i);
+            any << QStringLiteral("NOT (%1)").arg(checks[i].condition);
+        }
+        OstStmt st(c.Db(), QStringLiteral("SELECT CASE %1 END, rowid FROM %2 WHERE %3 LIMIT 1")
+                               .arg(cases.join(QLatin1Char(' ')), table, any.join(QStringLiteral(" OR "))));
+        if (st.Step())
+            throw EOstraError(OstErr::ConstraintViolation, QStringLiteral("%1 (record %2)")
+                                                               .arg(checks.value(static_cast<int>(st.Int64(0))).message)
+                                                               .arg(st.Int64(1)));
+    }
+
     static void Rebuild(OstConnection& c, const OstTableLocation& loc, const OstTableMeta& oldMeta, const OstTableMeta& nm,
                         Progress& progress) {
         const QString name = nm.name;
@@ -139,6 +187,13 @@ private:
             from << e;
         }
 
+        // The copy skips the CHECKs: copied values satisfied them in the old table and
+        // converted ones were checked by the conversion. What remains is checked once below.
+        c.Exec(QStringLiteral("PRAGMA ignore_check_constraints=ON"));
+        struct Restore {
+            OstConnection& c;
+            ~Restore() { sqlite3_exec(c.Db(), "PRAGMA ignore_check_constraints=OFF", nullptr, nullptr, nullptr); }
+        } restore{c};
         // Copy in record-id slices so that progress can be reported and an abort honoured.
         const qint64 lo = c.QueryInt(QStringLiteral("SELECT min(rowid) FROM %1").arg(loc.qualified()));
         const qint64 hi = c.QueryInt(QStringLiteral("SELECT max(rowid) FROM %1").arg(loc.qualified()));
@@ -158,6 +213,9 @@ private:
                 progress(5 + 70 * (s + 1) / slices);
             }
         }
+
+        c.Exec(QStringLiteral("PRAGMA ignore_check_constraints=OFF"));
+        ValidateCopy(c, loc.schema + QLatin1Char('.') + tempQ, oldMeta, nm);
 
         // Drop without overwriting the freed pages: the old rows stay in the journal anyway.
         const qint64 secure = c.QueryInt(QStringLiteral("PRAGMA %1.secure_delete").arg(loc.schema));

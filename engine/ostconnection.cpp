@@ -232,15 +232,21 @@ QString OstConnection::QueryText(const QString& sql, const QVariantList& args) {
     return st.Step() ? st.Text(0) : QString();
 }
 
+// The outermost level is a real transaction unless SQL of the caller's own has
+// one open already; then every level is a savepoint inside it.
 void OstConnection::Begin() {
-    if (m_txDepth == 0) Exec(QStringLiteral("BEGIN IMMEDIATE"));
-    else Exec(QStringLiteral("SAVEPOINT ost_sp%1").arg(m_txDepth));
+    if (m_txDepth == 0) {
+        m_ownOuter = sqlite3_get_autocommit(m_db) != 0;
+        Exec(m_ownOuter ? QStringLiteral("BEGIN IMMEDIATE") : QStringLiteral("SAVEPOINT ost_sp0"));
+    } else {
+        Exec(QStringLiteral("SAVEPOINT ost_sp%1").arg(m_txDepth));
+    }
     ++m_txDepth;
 }
 
 void OstConnection::Commit() {
     if (m_txDepth == 0) return;
-    if (m_txDepth == 1) Exec(QStringLiteral("COMMIT"));
+    if (m_txDepth == 1 && m_ownOuter) Exec(QStringLiteral("COMMIT"));
     else Exec(QStringLiteral("RELEASE ost_sp%1").arg(m_txDepth - 1));
     --m_txDepth;
 }
@@ -248,7 +254,7 @@ void OstConnection::Commit() {
 void OstConnection::Rollback() {
     if (m_txDepth == 0) return;
     --m_txDepth;
-    if (m_txDepth == 0) {
+    if (m_txDepth == 0 && m_ownOuter) {
         if (!sqlite3_get_autocommit(m_db)) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
     } else {
         const QByteArray sp = QStringLiteral("ROLLBACK TO ost_sp%1; RELEASE ost_sp%1").arg(m_txDepth).toUtf8();
@@ -294,7 +300,7 @@ OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
     const QString file = TableFile(tableName);
     if (!create && !QFileInfo(file).isFile())
         throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(tableName));
-    if (m_txDepth > 0)
+    if (InTransaction())
         throw EOstraError(OstErr::General,
                           QStringLiteral("Table \"%1\" cannot be opened inside a running transaction").arg(tableName));
     // SQLite allows ten attached files; the catalog may take one of them.

@@ -66,7 +66,7 @@ public:
     void Begin();
     void Commit();
     void Rollback();
-    bool InTransaction() const { return m_txDepth > 0; }
+    bool InTransaction() const { return m_txDepth > 0 || !sqlite3_get_autocommit(m_db); }
 
     // The file that stores a table (the .dat file or the .ostd file).
     QString TableFile(const QString& tableName) const;
@@ -117,6 +117,7 @@ private:
     bool m_singleFile;
     bool m_readOnly;
     int m_txDepth = 0;
+    bool m_ownOuter = true;
     int m_generation = 0;
     QHash<QString, QString> m_attached; // lower-case table name -> alias
     QList<OstTableMeta>* m_metaCache = nullptr;

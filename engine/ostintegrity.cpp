@@ -167,7 +167,7 @@ void OstConnection::CheckForeignKeys(const QString& tableName) {
 
 void OstConnection::PrepareForWrite(const QString& tableName) {
     Locate(tableName);
-    if (!m_singleFile && m_txDepth == 0) {
+    if (!m_singleFile && !InTransaction()) {
         for (const OstTableMeta& m : CachedMetas()) {
             const bool self = m.name.compare(tableName, Qt::CaseInsensitive) == 0;
             for (const OstForeignKeyMeta& fk : m.foreignKeys) {
@@ -182,7 +182,7 @@ void OstConnection::PrepareForWrite(const QString& tableName) {
 
 void OstConnection::PrepareForSql(const QString& sql) {
     if (m_singleFile) { RefreshIntegrityTriggers(); return; }
-    if (m_txDepth > 0) return;
+    if (InTransaction()) return;
     // Every identifier that names a table file makes that file reachable.
     static const QRegularExpression ident(QStringLiteral("\"((?:[^\"]|\"\")+)\"|\\[([^\\]]+)\\]|`([^`]+)`|([A-Za-z_][A-Za-z0-9_$]*)"));
     QStringList tables;

@@ -3,6 +3,8 @@
 #include "ostconnection.h"
 #include "ostfilter.h"
 
+#include <QRegularExpression>
+
 TOstQuery::TOstQuery(TComponent* owner) : TOstDataSet(owner) {}
 
 TOstQuery::~TOstQuery() {
@@ -22,11 +24,11 @@ namespace {
 template <class F> void ForEachStatement(sqlite3* db, const QString& sql, F&& each) {
     const QByteArray text = sql.toUtf8();
     const char* tail = text.constData();
-    const char* end = text.constData() + text.size();
-    while (tail && tail < end) {
+    while (tail && *tail) {
         sqlite3_stmt* st = nullptr;
         const char* next = nullptr;
-        const int rc = sqlite3_prepare_v2(db, tail, static_cast<int>(end - tail), &st, &next);
+        // -1: the text is null-terminated, so SQLite parses in place instead of copying the rest.
+        const int rc = sqlite3_prepare_v2(db, tail, -1, &st, &next);
         if (rc != SQLITE_OK) {
             const QString msg = QString::fromUtf8(sqlite3_errmsg(db));
             sqlite3_finalize(st);
@@ -103,7 +105,13 @@ void TOstQuery::ExecSQL() {
     auto c = RequireConnection();
     c->PrepareForSql(m_sql);
     m_rowsAffected = 0;
-    const bool ownTx = !c->InTransaction();
+    // A script that manages its own transactions runs as written; anything else
+    // runs in one transaction, so that an error changes nothing.
+    static const QRegularExpression txStatement(
+        QStringLiteral("(^|;)\\s*(BEGIN|COMMIT|END|ROLLBACK|SAVEPOINT|RELEASE)\\b"), QRegularExpression::CaseInsensitiveOption);
+    const bool scripted = txStatement.match(m_sql).hasMatch();
+    const bool ownTx = !scripted && !c->InTransaction();
+    const bool wasInTx = c->InTransaction();
     if (ownTx) c->Begin();
     try {
         ForEachStatement(c->Db(), m_sql, [&](sqlite3_stmt* st) {
@@ -116,6 +124,7 @@ void TOstQuery::ExecSQL() {
         if (ownTx) c->Commit();
     } catch (...) {
         if (ownTx) c->Rollback();
+        else if (scripted && !wasInTx && c->InTransaction()) sqlite3_exec(c->Db(), "ROLLBACK", nullptr, nullptr, nullptr);
         throw;
     }
     c->BumpGeneration();

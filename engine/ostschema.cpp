@@ -54,6 +54,12 @@ QString OstColumnCollation(const OstTableMeta& meta, const OstColumnMeta& col) {
     return OstCanonicalCollation(c);
 }
 
+QString OstSqlCollation(const QString& collation) {
+    // "Ostra" orders by code point, which is exactly SQLite's built-in BINARY
+    // order for UTF-8; the built-in one lets SQLite compare without a callback.
+    return collation == QStringLiteral("Ostra") ? QStringLiteral("BINARY") : collation;
+}
+
 bool OstIsGeneratedColumn(const OstColumnMeta& col) {
     return col.internalCalc && !col.expression.trimmed().isEmpty() && col.type != dtAutoInc;
 }
@@ -348,10 +354,10 @@ void OstValidateMeta(const OstTableMeta& m, OstConnection* conn) {
 
 // ---------------------------------------------------------------- DDL
 
-static QString ColumnChecks(const OstColumnMeta& c) {
+QVector<OstCheckSql> OstColumnCheckSql(const OstColumnMeta& c) {
     const QString n = Q(c.name);
     auto named = [&](const QString& msg, const QString& cond) {
-        return QStringLiteral(" CONSTRAINT %1 CHECK (%2 IS NULL OR (%3))").arg(Q(msg), n, cond);
+        return QVector<OstCheckSql>{{msg, QStringLiteral("%1 IS NULL OR (%2)").arg(n, cond)}};
     };
     auto intRange = [&](qint64 lo, qint64 hi) {
         return named(QStringLiteral("Column \"%1\" takes whole numbers from %2 to %3").arg(c.name).arg(lo).arg(hi),
@@ -388,7 +394,7 @@ static QString ColumnChecks(const OstColumnMeta& c) {
         return named(QStringLiteral("Column \"%1\" takes one of %2").arg(c.name, d.EnumValues().join(QStringLiteral(", "))),
                      QStringLiteral("%1 IN (%2)").arg(n, vals.join(QLatin1Char(','))));
     }
-    default: return QString();
+    default: return {};
     }
 }
 
@@ -400,6 +406,28 @@ static QString SqlType(int t) {
     case dtBlob: return QStringLiteral("BLOB");
     default: return QStringLiteral("TEXT");
     }
+}
+
+QVector<OstCheckSql> OstTableCheckSql(const OstTableMeta& m) {
+    QVector<OstCheckSql> out;
+    // Primary key columns must hold a value.
+    for (const OstIndexMeta& ix : m.indexes) {
+        if (!(ix.options & ixPrimary) || (ix.options & ixExpression)) continue;
+        for (const QString& e : OstSplitFields(ix.fields)) {
+            QString col;
+            int len;
+            if (!OstParseFieldEntry(e, col, len) || !m.Column(col)) continue;
+            const QString name = m.Column(col)->name;
+            out.append({QStringLiteral("Primary key column \"%1\" must have a value").arg(name),
+                        QStringLiteral("%1 IS NOT NULL").arg(Q(name))});
+        }
+    }
+    for (const OstCheckMeta& ck : m.checks) {
+        const QString cond = ck.custom.trimmed().isEmpty() ? ck.condition : ck.custom;
+        const QString msg = ck.message.trimmed().isEmpty() ? QStringLiteral("Check \"%1\" failed").arg(cond.trimmed()) : ck.message;
+        out.append({msg, OstNativeExpressionToSql(cond, OstResolverFor(m))});
+    }
+    return out;
 }
 
 QString OstCreateTableSql(const OstTableMeta& m, const QString& schema, const QString& table) {
@@ -414,7 +442,7 @@ QString OstCreateTableSql(const OstTableMeta& m, const QString& schema, const QS
             continue;
         }
         const QString coll = OstColumnCollation(m, c);
-        if (!coll.isEmpty()) def += QStringLiteral(" COLLATE ") + Q(coll);
+        if (!coll.isEmpty()) def += QStringLiteral(" COLLATE ") + Q(OstSqlCollation(coll));
         if (OstIsGeneratedColumn(c)) {
             def += QStringLiteral(" GENERATED ALWAYS AS (%1) VIRTUAL").arg(OstExpressionSql(m, c.expression));
         } else {
@@ -422,27 +450,13 @@ QString OstCreateTableSql(const OstTableMeta& m, const QString& schema, const QS
                 def += QStringLiteral(" CONSTRAINT %1 NOT NULL").arg(Q(QStringLiteral("Column \"%1\" must have a value").arg(c.name)));
             const QString dflt = OstColumnDefaultSql(m, c);
             if (dflt != QStringLiteral("NULL")) def += QStringLiteral(" DEFAULT ") + dflt;
-            def += ColumnChecks(c);
+            for (const OstCheckSql& ck : OstColumnCheckSql(c))
+                def += QStringLiteral(" CONSTRAINT %1 CHECK (%2)").arg(Q(ck.message), ck.condition);
         }
         parts << def;
     }
-    // Primary key columns must hold a value.
-    for (const OstIndexMeta& ix : m.indexes) {
-        if (!(ix.options & ixPrimary) || (ix.options & ixExpression)) continue;
-        for (const QString& e : OstSplitFields(ix.fields)) {
-            QString col;
-            int len;
-            if (!OstParseFieldEntry(e, col, len) || !m.Column(col)) continue;
-            parts << QStringLiteral("CONSTRAINT %1 CHECK (%2 IS NOT NULL)")
-                         .arg(Q(QStringLiteral("Primary key column \"%1\" must have a value").arg(m.Column(col)->name)),
-                              Q(m.Column(col)->name));
-        }
-    }
-    for (const OstCheckMeta& ck : m.checks) {
-        const QString cond = ck.custom.trimmed().isEmpty() ? ck.condition : ck.custom;
-        const QString msg = ck.message.trimmed().isEmpty() ? QStringLiteral("Check \"%1\" failed").arg(cond.trimmed()) : ck.message;
-        parts << QStringLiteral("CONSTRAINT %1 CHECK (%2)").arg(Q(msg), OstNativeExpressionToSql(cond, OstResolverFor(m)));
-    }
+    for (const OstCheckSql& ck : OstTableCheckSql(m))
+        parts << QStringLiteral("CONSTRAINT %1 CHECK (%2)").arg(Q(ck.message), ck.condition);
     return QStringLiteral("CREATE TABLE %1.%2(\n  %3\n)").arg(schema, table, parts.join(QStringLiteral(",\n  ")));
 }
 
@@ -480,7 +494,7 @@ QString OstIndexSql(const OstTableMeta& m, const OstIndexMeta& ix, const QString
             if (IsTextType(c->type)) {
                 QString coll = OstColumnCollation(m, *c);
                 if (caseIns) coll = CaseInsensitiveCollation(coll);
-                k += QStringLiteral(" COLLATE ") + Q(coll);
+                k += QStringLiteral(" COLLATE ") + Q(OstSqlCollation(coll));
             }
             if ((ix.options & ixDescending) || desc.contains(e, Qt::CaseInsensitive)) k += QStringLiteral(" DESC");
             keys << k;

@@ -17,6 +17,18 @@ void OstValidateTableName(const QString& name, bool singleFile);
 QString OstNormalizeTableName(const QString& name, bool singleFile);
 
 int OstAutoIncColumn(const OstTableMeta& meta);
+
+// A named CHECK: the message a violation reports, and the SQL condition.
+struct OstCheckSql {
+    QString message;
+    QString condition;
+};
+// Checks that keep a column's values within its type, size and values.
+QVector<OstCheckSql> OstColumnCheckSql(const OstColumnMeta& col);
+// Checks of the whole row: primary key columns set, and the table's own checks.
+QVector<OstCheckSql> OstTableCheckSql(const OstTableMeta& meta);
+// The collation name used in SQL ("Ostra" is SQLite's BINARY).
+QString OstSqlCollation(const QString& collation);
 QString OstColumnCollation(const OstTableMeta& meta, const OstColumnMeta& col);
 bool OstIsGeneratedColumn(const OstColumnMeta& col);
 // SQL DEFAULT expression for a column (never empty: NULL or the type's zero value).

@@ -12,6 +12,7 @@ private slots:
     void idsCountersTriggersViewsSurvive();
     void invalidIndicationRaisesMinus18();
     void metadataOnlyChangesAndProgress();
+    void checksHoldAfterTheCopy();
 };
 
 static std::unique_ptr<TOstTable> People(TestDb& tdb) {
@@ -152,6 +153,35 @@ void TstAlter::metadataOnlyChangesAndProgress() {
     auto r = tdb.Table(QStringLiteral("People"));
     r->ReadDefinitions();
     QCOMPARE(r->GetCapacity(), 2000000);
+}
+
+void TstAlter::checksHoldAfterTheCopy() {
+    TestDb tdb(true);
+    auto t = People(tdb);
+    // A new row check that existing rows break.
+    t->ReadDefinitions();
+    TCheckConstraint* ck = t->CheckConstraints().Add();
+    ck->ImportedConstraint = QStringLiteral("Name <> 'Bob'");
+    ck->ErrorMessage = QStringLiteral("No Bobs");
+    EOstraError e = Raised([&] { t->AlterTable(); });
+    QVERIFY2(e.ErrorCode() == OstErr::ConstraintViolation && e.Message().startsWith("No Bobs"), qPrintable(e.Message()));
+    // A new column whose default breaks its own size.
+    t->ReadDefinitions();
+    AddColumn(*t, "Code", dtString, 3)->SetCalcExpression(QStringLiteral("'ABCDEF'"));
+    e = Raised([&] { t->AlterTable(); });
+    QVERIFY2(e.Message().contains("Code") && e.Message().contains("longer than 3"), qPrintable(e.Message()));
+    // A new primary key over a column with empty values.
+    t->ReadDefinitions();
+    t->IndexDefs().Add(QStringLiteral("sys_primary"), QStringLiteral("Age"), ixPrimary | ixUnique);
+    e = Raised([&] { t->AlterTable(); });
+    QVERIFY2(e.Message().contains("Primary key column \"Age\""), qPrintable(e.Message()));
+    QCOMPARE(tdb.Scalar("SELECT count(*) FROM People").toInt(), 3);
+    // Widenings copy as they are and keep enforcing the new, wider rules.
+    t->ReadDefinitions();
+    t->GetFieldDefsOst()[2]->SetDataTypeOst(dtWideMemo);
+    t->AlterTable();
+    tdb.Exec(QString::fromUtf8("INSERT INTO People(Name, Age) VALUES('Eve', '\xe2\x82\xac 1000')"));
+    QCOMPARE(tdb.Scalar("SELECT count(*) FROM People").toInt(), 4);
 }
 
 QTEST_GUILESS_MAIN(TstAlter)

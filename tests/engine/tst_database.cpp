@@ -135,6 +135,14 @@ void TstDatabase::queriesAndParameters() {
     QCOMPARE(q.RecordCount(), 1);
     QVERIFY_THROWS_EXCEPTION(EDatabaseError, q.Edit()); // query results are read-only
     q.Close();
+    // A script with its own transaction runs as written; a failing one changes nothing.
+    q.Close();
+    q.SetSQL(QStringLiteral("BEGIN; INSERT INTO A VALUES(3, 'z'); COMMIT;"));
+    q.ExecSQL();
+    q.SetSQL(QStringLiteral("BEGIN; INSERT INTO A VALUES(4, 'w'); INSERT INTO A VALUES('x', 'bad'); COMMIT;"));
+    QVERIFY(Raised([&] { q.ExecSQL(); }).ErrorCode() != 0);
+    QCOMPARE(tdb.Scalar("SELECT group_concat(K) FROM A").toString(), QStringLiteral("1,2,3"));
+    QVERIFY(!tdb.db->InTransaction());
     q.SetSQL(QStringLiteral("SELEC nonsense"));
     QCOMPARE(Raised([&] { q.Open(); }).ErrorCode(), OstErr::Sql);
     q.SetSQL(QStringLiteral("SELECT * FROM A WHERE K = :missing"));
