@@ -67,7 +67,7 @@ OstStmt::OstStmt(sqlite3* db, const QString& sql) : m_db(db) {
 
 OstStmt::~OstStmt() { sqlite3_finalize(m_stmt); }
 
-void OstStmt::Bind(int i, const QVariant& v) {
+void OstBindValue(sqlite3_stmt* m_stmt, int i, const QVariant& v) {
     if (!v.isValid() || v.isNull()) { sqlite3_bind_null(m_stmt, i); return; }
     switch (v.typeId()) {
     case QMetaType::Bool: sqlite3_bind_int(m_stmt, i, v.toBool() ? 1 : 0); break;
@@ -102,6 +102,8 @@ void OstStmt::Bind(int i, const QVariant& v) {
     }
 }
 
+void OstStmt::Bind(int i, const QVariant& v) { OstBindValue(m_stmt, i, v); }
+
 void OstStmt::BindAll(const QVariantList& values) {
     for (int i = 0; i < values.size(); ++i) Bind(i + 1, values.at(i));
 }
@@ -132,18 +134,19 @@ QString OstStmt::Text(int i) const {
     return p ? QString::fromUtf8(p, sqlite3_column_bytes(m_stmt, i)) : QString();
 }
 
-QVariant OstStmt::Value(int i) const {
-    switch (sqlite3_column_type(m_stmt, i)) {
-    case SQLITE_INTEGER: return QVariant(static_cast<qlonglong>(sqlite3_column_int64(m_stmt, i)));
-    case SQLITE_FLOAT: return QVariant(sqlite3_column_double(m_stmt, i));
-    case SQLITE_BLOB: {
-        const void* p = sqlite3_column_blob(m_stmt, i);
-        return QVariant(QByteArray(static_cast<const char*>(p), sqlite3_column_bytes(m_stmt, i)));
-    }
+QVariant OstColumnValue(sqlite3_stmt* st, int i) {
+    switch (sqlite3_column_type(st, i)) {
+    case SQLITE_INTEGER: return QVariant(static_cast<qlonglong>(sqlite3_column_int64(st, i)));
+    case SQLITE_FLOAT: return QVariant(sqlite3_column_double(st, i));
+    case SQLITE_BLOB:
+        return QVariant(QByteArray(static_cast<const char*>(sqlite3_column_blob(st, i)), sqlite3_column_bytes(st, i)));
     case SQLITE_NULL: return QVariant();
-    default: return QVariant(Text(i));
+    default:
+        return QVariant(QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, i)), sqlite3_column_bytes(st, i)));
     }
 }
+
+QVariant OstStmt::Value(int i) const { return OstColumnValue(m_stmt, i); }
 
 void OstConnection::Fail(int rc, const QString& context) const {
     const QString msg = QString::fromUtf8(sqlite3_errmsg(m_db));

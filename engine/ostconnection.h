@@ -13,6 +13,10 @@
 
 struct OstTableMeta;
 
+// Binds a value by its type (dates as ISO text); reads a column as a QVariant.
+void OstBindValue(sqlite3_stmt* st, int i, const QVariant& v);
+QVariant OstColumnValue(sqlite3_stmt* st, int i);
+
 // RAII prepared statement.
 class OstStmt {
 public:

@@ -124,7 +124,7 @@ bool TOstFieldDef::SameDefinition(const TOstFieldDef& o) const {
            m_spec == o.m_spec && m_fieldNo == o.m_fieldNo;
 }
 
-// The specification is comma text: values are separated by commas, and a value
+// An enumeration's value list is comma text: values are separated by commas, and a value
 // that starts with '"' runs to the closing quote, so it may hold commas ("" in
 // it stands for one quote). A quote later in a value is an ordinary character.
 // Values are trimmed; empty ones are dropped.

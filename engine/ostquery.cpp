@@ -62,31 +62,7 @@ void BindParams(sqlite3_stmt* st, const QVariantMap& params) {
                 if (it.key().compare(key, Qt::CaseInsensitive) == 0) { v = it.value(); found = true; }
             if (!found) throw EOstraError(OstErr::Sql, QStringLiteral("Parameter \"%1\" has no value").arg(key));
         }
-        // Reuse OstStmt's binding rules through a borrowed handle.
-        if (!v.isValid() || v.isNull()) sqlite3_bind_null(st, i);
-        else if (v.typeId() == QMetaType::Double) sqlite3_bind_double(st, i, v.toDouble());
-        else if (v.typeId() == QMetaType::QByteArray) {
-            const QByteArray b = v.toByteArray();
-            sqlite3_bind_blob(st, i, b.constData(), b.size(), SQLITE_TRANSIENT);
-        } else if (v.typeId() == QMetaType::Bool || v.typeId() == QMetaType::Int || v.typeId() == QMetaType::LongLong ||
-                   v.typeId() == QMetaType::UInt || v.typeId() == QMetaType::ULongLong)
-            sqlite3_bind_int64(st, i, v.toLongLong());
-        else {
-            const QByteArray t = v.toString().toUtf8();
-            sqlite3_bind_text(st, i, t.constData(), t.size(), SQLITE_TRANSIENT);
-        }
-    }
-}
-
-QVariant ColumnValue(sqlite3_stmt* st, int i) {
-    switch (sqlite3_column_type(st, i)) {
-    case SQLITE_INTEGER: return QVariant(static_cast<qlonglong>(sqlite3_column_int64(st, i)));
-    case SQLITE_FLOAT: return QVariant(sqlite3_column_double(st, i));
-    case SQLITE_BLOB:
-        return QVariant(QByteArray(static_cast<const char*>(sqlite3_column_blob(st, i)), sqlite3_column_bytes(st, i)));
-    case SQLITE_NULL: return QVariant();
-    default:
-        return QVariant(QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, i)), sqlite3_column_bytes(st, i)));
+        OstBindValue(st, i, v);
     }
 }
 
@@ -168,7 +144,7 @@ void TOstQuery::RunSelect() {
         while ((rc = sqlite3_step(st)) == SQLITE_ROW) {
             QVariantList row;
             row.reserve(n);
-            for (int i = 0; i < n; ++i) row << ColumnValue(st, i);
+            for (int i = 0; i < n; ++i) row << OstColumnValue(st, i);
             m_rows.append(row);
         }
         if (rc != SQLITE_DONE) StepFailed(c->Db());
