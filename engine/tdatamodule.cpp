@@ -33,23 +33,6 @@ QString DisplayName(const TComponent* c) {
     return c->GetName().isEmpty() ? QString::fromLatin1(c->metaObject()->className()) : c->GetName();
 }
 
-bool IntegerRange(int type, qint64& lo, qint64& hi) {
-    switch (type) {
-    case QMetaType::Int: lo = std::numeric_limits<qint32>::min(); hi = std::numeric_limits<qint32>::max(); return true;
-    case QMetaType::UInt: lo = 0; hi = std::numeric_limits<quint32>::max(); return true;
-    case QMetaType::Short: lo = std::numeric_limits<qint16>::min(); hi = std::numeric_limits<qint16>::max(); return true;
-    case QMetaType::UShort: lo = 0; hi = std::numeric_limits<quint16>::max(); return true;
-    case QMetaType::Char:
-    case QMetaType::SChar: lo = std::numeric_limits<qint8>::min(); hi = std::numeric_limits<qint8>::max(); return true;
-    case QMetaType::UChar: lo = 0; hi = std::numeric_limits<quint8>::max(); return true;
-    case QMetaType::Long:
-    case QMetaType::LongLong:
-        lo = std::numeric_limits<qint64>::min() + 1; hi = std::numeric_limits<qint64>::max(); return true;
-    case QMetaType::ULong:
-    case QMetaType::ULongLong: lo = 0; hi = std::numeric_limits<qint64>::max(); return true;
-    default: return false;
-    }
-}
 
 QVariant JsonToValue(const QMetaProperty& p, const QJsonValue& j) {
     if (p.isEnumType()) {
@@ -64,7 +47,7 @@ QVariant JsonToValue(const QMetaProperty& p, const QJsonValue& j) {
     }
     const int type = p.metaType().id();
     qint64 lo = 0, hi = 0;
-    if (IntegerRange(type, lo, hi)) {
+    if (PropertyIntegerRange(type, lo, hi)) {
         const qint64 i = j.isDouble() ? j.toInteger(kNotWhole) : kNotWhole;
         if (i == kNotWhole) throw EComponentError(QStringLiteral("expected a whole number"));
         if (i < lo || i > hi) throw EComponentError(QStringLiteral("%1 is out of range (%2 to %3)").arg(i).arg(lo).arg(hi));
@@ -222,6 +205,24 @@ void WriteValue(QByteArray& out, const QJsonValue& v, int indent, const QMetaObj
 
 } // namespace
 
+bool PropertyIntegerRange(int type, qint64& lo, qint64& hi) {
+    switch (type) {
+    case QMetaType::Int: lo = std::numeric_limits<qint32>::min(); hi = std::numeric_limits<qint32>::max(); return true;
+    case QMetaType::UInt: lo = 0; hi = std::numeric_limits<quint32>::max(); return true;
+    case QMetaType::Short: lo = std::numeric_limits<qint16>::min(); hi = std::numeric_limits<qint16>::max(); return true;
+    case QMetaType::UShort: lo = 0; hi = std::numeric_limits<quint16>::max(); return true;
+    case QMetaType::Char:
+    case QMetaType::SChar: lo = std::numeric_limits<qint8>::min(); hi = std::numeric_limits<qint8>::max(); return true;
+    case QMetaType::UChar: lo = 0; hi = std::numeric_limits<quint8>::max(); return true;
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+        lo = std::numeric_limits<qint64>::min() + 1; hi = std::numeric_limits<qint64>::max(); return true;
+    case QMetaType::ULong:
+    case QMetaType::ULongLong: lo = 0; hi = std::numeric_limits<qint64>::max(); return true;
+    default: return false;
+    }
+}
+
 bool IsStreamedProperty(const QMetaProperty& p) {
     return p.isStored() && p.isDesignable() && p.isWritable() && qstrcmp(p.name(), "Name") != 0 &&
            qstrcmp(p.name(), "objectName") != 0;
@@ -238,7 +239,7 @@ QJsonValue PropertyToJson(const QObject& obj, const QMetaProperty& p) {
     }
     const int type = p.metaType().id();
     qint64 lo = 0, hi = 0;
-    if (IntegerRange(type, lo, hi)) return QJsonValue(v.toLongLong());
+    if (PropertyIntegerRange(type, lo, hi)) return QJsonValue(v.toLongLong());
     switch (type) {
     case QMetaType::Bool: return v.toBool();
     case QMetaType::Double:

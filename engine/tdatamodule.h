@@ -22,6 +22,9 @@
 #include <QMetaProperty>
 #include <functional>
 
+// The range of an integer property type (a QMetaType id); false for other types.
+bool PropertyIntegerRange(int type, qint64& lo, qint64& hi);
+
 class TDataModule : public TComponent {
     Q_OBJECT
 public:

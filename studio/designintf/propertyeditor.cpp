@@ -13,24 +13,10 @@
 #include <QVBoxLayout>
 #include <limits>
 
+#include "engine/tdatamodule.h"
+
 namespace {
 
-bool IntegerRange(int type, qint64& lo, qint64& hi) {
-    switch (type) {
-    case QMetaType::Int: lo = std::numeric_limits<qint32>::min(); hi = std::numeric_limits<qint32>::max(); return true;
-    case QMetaType::UInt: lo = 0; hi = std::numeric_limits<quint32>::max(); return true;
-    case QMetaType::Short: lo = std::numeric_limits<qint16>::min(); hi = std::numeric_limits<qint16>::max(); return true;
-    case QMetaType::UShort: lo = 0; hi = std::numeric_limits<quint16>::max(); return true;
-    case QMetaType::SChar:
-    case QMetaType::Char: lo = std::numeric_limits<qint8>::min(); hi = std::numeric_limits<qint8>::max(); return true;
-    case QMetaType::UChar: lo = 0; hi = std::numeric_limits<quint8>::max(); return true;
-    case QMetaType::Long:
-    case QMetaType::LongLong: lo = std::numeric_limits<qint64>::min(); hi = std::numeric_limits<qint64>::max(); return true;
-    case QMetaType::ULong:
-    case QMetaType::ULongLong: lo = 0; hi = std::numeric_limits<qint64>::max(); return true;
-    default: return false;
-    }
-}
 
 } // namespace
 
@@ -100,7 +86,7 @@ QVariant TPropertyEditor::TextToValue(const QString& text) const {
     }
     const int type = m_prop.metaType().id();
     qint64 lo = 0, hi = 0;
-    if (IntegerRange(type, lo, hi)) {
+    if (PropertyIntegerRange(type, lo, hi)) {
         bool ok = false;
         const qint64 v = t.toLongLong(&ok);
         if (!ok) InvalidValue(QStringLiteral("\"%1\" is not a whole number").arg(text));
