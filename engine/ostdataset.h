@@ -12,6 +12,49 @@ class OstConnection;
 struct OstTableMeta;
 class OstCursor;
 
+// The field classes of engine datasets.
+
+// dtChar, dtString and dtEnum columns.
+class TOstStringField : public TField {
+    Q_OBJECT
+    Q_PROPERTY(bool FixedChar READ GetFixedChar WRITE SetFixedChar)
+public:
+    using TField::TField;
+    // dtChar columns: values are padded to the size; AsString drops the padding.
+    bool GetFixedChar() const { return m_fixedChar; }
+    void SetFixedChar(bool v) { m_fixedChar = v; }
+    QString TrimmedValue() const;
+
+private:
+    bool m_fixedChar = false;
+};
+
+// dtWideString columns.
+class TOstWideStringField : public TField {
+    Q_OBJECT
+public:
+    using TField::TField;
+};
+
+// dtBlob, dtMemo and dtWideMemo columns.
+class TOstBlobField : public TField {
+    Q_OBJECT
+public:
+    using TField::TField;
+    qint64 BlobSize() const { return AsBytes().size(); }
+    // Store the content of a file / write the content to a file; EDatabaseError
+    // naming the file when it cannot be read or written.
+    void LoadFromFile(const QString& fileName);
+    void SaveToFile(const QString& fileName) const;
+};
+
+// dtLargeInt and dtLargeLink columns.
+class TOstLargeIntField : public TField {
+    Q_OBJECT
+public:
+    using TField::TField;
+};
+
 class TOstDataSet : public TDataSet {
     Q_OBJECT
     Q_PROPERTY(QString DatabaseName READ GetDatabaseName WRITE SetDatabaseName)
@@ -33,6 +76,8 @@ public:
     QString GetVersion() const { return OstEngineVersion(); }
 
     TOstProgressEvent OnProgress;
+
+    const QMetaObject* GetFieldClass(TFieldType type) const override;
 
 protected:
     TField* CreateField(const TFieldDef& def) override;

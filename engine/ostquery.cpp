@@ -17,6 +17,13 @@ void TOstQuery::SetSQL(const QString& sql) {
     m_sql = sql;
 }
 
+QStringList TOstQuery::GetSQLLines() const {
+    if (m_sql.isEmpty()) return {};
+    QString text = m_sql;
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    return text.split(u'\n');
+}
+
 QStringList TOstQuery::ColumnNames() const { return m_columns; }
 
 namespace {

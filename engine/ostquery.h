@@ -8,7 +8,7 @@
 
 class TOstQuery : public TOstDataSet {
     Q_OBJECT
-    Q_PROPERTY(QString SQL READ GetSQL WRITE SetSQL)
+    Q_PROPERTY(QStringList SQL READ GetSQLLines WRITE SetSQLLines)
 
 public:
     explicit TOstQuery(TComponent* owner = nullptr);
@@ -16,6 +16,9 @@ public:
 
     QString GetSQL() const { return m_sql; }
     void SetSQL(const QString& sql);
+    // The SQL text as lines, as designers edit and files store it.
+    QStringList GetSQLLines() const;
+    void SetSQLLines(const QStringList& lines) { SetSQL(lines.join(u'\n')); }
     // Named (":name") or positional ("?1") parameters.
     void SetParam(const QString& name, const QVariant& value) { m_params.insert(name, value); }
     QVariant ParamValue(const QString& name) const { return m_params.value(name); }

@@ -42,7 +42,11 @@ std::shared_ptr<OstConnection> TOstDataSet::RequireConnection() {
     return db->Connection();
 }
 
-TField* TOstDataSet::CreateField(const TFieldDef& def) { return TDataSet::CreateField(def); }
+TField* TOstDataSet::CreateField(const TFieldDef& def) {
+    TField* f = TDataSet::CreateField(def);
+    if (auto* s = qobject_cast<TOstStringField*>(f)) s->SetFixedChar(def.DataType == ftFixedChar);
+    return f;
+}
 
 void TOstDataSet::FieldDefsFromOst() {
     FieldDefs().Clear();

@@ -1,6 +1,8 @@
 #include "tclassregistry.h"
 
+#include "ostbatchmove.h"
 #include "ostdataset.h"
+#include "ostextcomps.h"
 #include "ostquery.h"
 #include "sysutils.h"
 #include "tdatamodule.h"
@@ -73,6 +75,9 @@ void RegisterEngineClasses() {
     static bool done = false;
     if (done) return;
     done = true;
-    RegisterClasses({ComponentClass<TDataModule>(), ComponentClass<TOstDatabase>(), ComponentClass<TOstTable>(),
-                     ComponentClass<TOstQuery>(), ComponentClass<TField>()});
+    RegisterClasses({ComponentClass<TDataModule>(), ComponentClass<TDataSource>(), ComponentClass<TOstDatabase>(),
+                     ComponentClass<TOstTable>(), ComponentClass<TOstQuery>(), ComponentClass<TOstEnumValueSet>(),
+                     ComponentClass<TOstBatchMove>(), ComponentClass<TOstBlobProvider>(), ComponentClass<TField>(),
+                     ComponentClass<TOstStringField>(), ComponentClass<TOstWideStringField>(),
+                     ComponentClass<TOstBlobField>(), ComponentClass<TOstLargeIntField>()});
 }

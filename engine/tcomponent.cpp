@@ -2,6 +2,9 @@
 
 #include "sysutils.h"
 
+#include <QMetaClassInfo>
+#include <QStringList>
+
 TComponent::TComponent(TComponent* owner) : QObject(nullptr), m_owner(owner) {
     if (m_owner) m_owner->InsertComponent(this);
 }
@@ -53,3 +56,24 @@ void TComponent::SetDesignPos(int left, int top) {
 void TComponent::InsertComponent(TComponent* c) { m_components.append(c); }
 
 void TComponent::RemoveComponent(TComponent* c) { m_components.removeOne(c); }
+
+namespace {
+const char kReferencePrefix[] = "reference:";
+}
+
+QString ReferencedClassName(const QMetaObject* cls, const char* propertyName) {
+    if (!cls || !propertyName) return QString();
+    const QByteArray key = QByteArray(kReferencePrefix) + propertyName;
+    const int i = cls->indexOfClassInfo(key.constData());
+    return i < 0 ? QString() : QString::fromLatin1(cls->classInfo(i).value());
+}
+
+QStringList ReferenceProperties(const QMetaObject* cls) {
+    QStringList names;
+    if (!cls) return names;
+    for (int i = 0; i < cls->propertyCount(); ++i) {
+        const char* name = cls->property(i).name();
+        if (!ReferencedClassName(cls, name).isEmpty()) names.append(QString::fromLatin1(name));
+    }
+    return names;
+}

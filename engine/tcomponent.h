@@ -1,10 +1,21 @@
 // TComponent: the root of every designable object. Owns the components created
 // with it as owner, carries a name unique among its owner's components and the
 // design position a host keeps for non-visual components.
+//
+// A component refers to another component of the same owner by a string
+// property holding that component's name, declared with a class info entry
+// "reference:<property>" naming the class the referenced component must have:
+//
+//   Q_CLASSINFO("reference:DataSource", "TDataSource")
+//   Q_PROPERTY(QString DataSource READ GetDataSourceName WRITE SetDataSourceName)
+//
+// Hosts offer the names of the components of that class, rename the
+// reference with the component it names and clear it when that goes.
 #pragma once
 
 #include <QObject>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 #include <cstdint>
 
@@ -40,6 +51,12 @@ public:
 
     static bool IsValidIdent(const QString& name);
 
+    // The component of this one's owner that a reference property names, if it
+    // has class T; nullptr otherwise.
+    template <class T> T* Referenced(const QString& name) const {
+        return m_owner ? qobject_cast<T*>(m_owner->FindComponent(name)) : nullptr;
+    }
+
 protected:
     void InsertComponent(TComponent* c);
     void RemoveComponent(TComponent* c);
@@ -51,3 +68,9 @@ private:
     qint32 m_designInfo = 0;
     qint32 m_tag = 0;
 };
+
+// The class name a reference property must name a component of ("TDataSource"),
+// empty when the property is not a reference.
+QString ReferencedClassName(const QMetaObject* cls, const char* propertyName);
+// The reference properties of a class, in declaration order.
+QStringList ReferenceProperties(const QMetaObject* cls);

@@ -313,6 +313,21 @@ QList<TComponent*> ComponentsFromJson(const QJsonArray& components, TComponent* 
         items.append(it);
     }
 
+    // References between the streamed components follow their new names.
+    if (rename)
+        for (Item& it : items) {
+            QJsonObject props = it.json.value(QStringLiteral("properties")).toObject();
+            bool changed = false;
+            for (const QString& prop : ReferenceProperties(it.cls->metaObject)) {
+                const QString value = props.value(prop).toString();
+                if (!value.isEmpty() && newNames.contains(value.toLower())) {
+                    props.insert(prop, newNames.value(value.toLower()));
+                    changed = true;
+                }
+            }
+            if (changed) it.json.insert(QStringLiteral("properties"), props);
+        }
+
     QList<TComponent*> created;
     auto findCreated = [&](const QString& name) -> TComponent* {
         for (TComponent* c : created)

@@ -1,5 +1,7 @@
 #include "tdataset.h"
 
+#include "tclassregistry.h"
+
 #include "sysutils.h"
 
 // ---------------------------------------------------------------- TField
@@ -114,8 +116,13 @@ void TDataSet::Close() {
     if (AfterClose) AfterClose(this);
 }
 
+const QMetaObject* TDataSet::GetFieldClass(TFieldType) const { return &TField::staticMetaObject; }
+
 TField* TDataSet::CreateField(const TFieldDef& def) {
-    auto* f = new TField(nullptr);
+    RegisterEngineClasses();
+    const QMetaObject* cls = GetFieldClass(def.DataType);
+    TField* f = cls ? qobject_cast<TField*>(CreateComponentOfClass(QString::fromLatin1(cls->className()), nullptr)) : nullptr;
+    if (!f) f = new TField(nullptr);
     f->m_persistent = false;
     f->SetFieldName(def.Name);
     f->SetDataType(def.DataType);
@@ -352,3 +359,8 @@ int TDataSet::InternalPost(bool, int, const QVariantList&) {
 }
 
 int TDataSet::InternalDelete(int) { throw EDatabaseError(QStringLiteral("Cannot modify a read-only dataset")); }
+
+// ---------------------------------------------------------------- TDataSource
+
+TDataSource::TDataSource(TComponent* owner) : TComponent(owner) {}
+TDataSource::~TDataSource() = default;

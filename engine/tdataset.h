@@ -131,6 +131,10 @@ public:
     TField* FieldByName(const QString& name) const { return m_fields.FieldByName(name); }
     TField* FindField(const QString& name) const { return m_fields.FindField(name); }
     TFieldDefs& FieldDefs() { return m_fieldDefs; }
+    // The field class (registered for streaming, derived from TField) of this
+    // dataset's fields of a type: what it creates as default fields and what
+    // a fields editor should create as persistent ones.
+    virtual const QMetaObject* GetFieldClass(TFieldType type) const;
     QVariant FieldValue(int index) const;
 
     void Append();
@@ -167,7 +171,7 @@ protected:
     virtual void InternalRefresh() {}
     virtual void InternalInitRecord(QVariantList& values) { Q_UNUSED(values) }
     virtual void FilterChanged() {}
-    // Creates the default field object for a definition.
+    // Creates the default field object for a definition, of GetFieldClass's class.
     virtual TField* CreateField(const TFieldDef& def);
     void CheckActive() const;
     void CheckBrowseMode();
@@ -192,4 +196,28 @@ private:
     bool m_eof = true, m_bof = true, m_modified = false;
     QString m_filter;
     bool m_filtered = false;
+};
+
+// Connects components that present data (enumeration value sets, blob
+// providers, data-aware controls) to a dataset of the same owner.
+class TDataSource : public TComponent {
+    Q_OBJECT
+    Q_CLASSINFO("reference:DataSet", "TDataSet")
+    Q_PROPERTY(QString DataSet READ GetDataSetName WRITE SetDataSetName)
+    Q_PROPERTY(bool Enabled READ GetEnabled WRITE SetEnabled)
+
+public:
+    explicit TDataSource(TComponent* owner = nullptr);
+    ~TDataSource() override;
+
+    QString GetDataSetName() const { return m_dataSetName; }
+    void SetDataSetName(const QString& name) { m_dataSetName = name; }
+    bool GetEnabled() const { return m_enabled; }
+    void SetEnabled(bool v) { m_enabled = v; }
+    // The dataset named by DataSet among the owner's components, or nullptr.
+    TDataSet* DataSet() const { return Referenced<TDataSet>(m_dataSetName); }
+
+private:
+    QString m_dataSetName;
+    bool m_enabled = true;
 };

@@ -2,7 +2,7 @@
 # Installs the Debian 12 packages the build needs; does nothing when all are present.
 set -euo pipefail
 pkgs=(build-essential cmake ninja-build pkg-config
-      qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libgl-dev
+      qt6-base-dev qt6-base-dev-tools qt6-svg-dev libqt6sql6-sqlite libgl-dev
       libsqlite3-dev libicu-dev libssl-dev sqlite3)
 missing=()
 for p in "${pkgs[@]}"; do

@@ -78,6 +78,12 @@ QString StripNumber(const QString& name) {
     return name.left(end);
 }
 
+bool IsOfClass(const QMetaObject* cls, const QString& className) {
+    for (; cls; cls = cls->superClass())
+        if (className == QLatin1String(cls->className())) return true;
+    return false;
+}
+
 QVariant Coerce(const QMetaProperty& p, const QVariant& value, const QString& owner) {
     QVariant v = value;
     const QMetaType target = p.isEnumType() ? QMetaType(QMetaType::Int) : p.metaType();
@@ -191,8 +197,35 @@ void TDesigner::SetProperty(TComponent* c, const QString& propertyName, const QV
     if (p.isEnumType()) old = old.toInt();
     if (old == v) return;
     const QString before = c->GetName();
+    // A renamed component takes the references to it along, in the same step.
+    const QList<TReference> refs = propertyName == u"Name" && c != m_root ? ReferencesTo({c}) : QList<TReference>{};
     Write(c, propertyName, v);
+    if (!refs.isEmpty()) BeginUndoGroup(QStringLiteral("Rename %1").arg(before));
     m_undo.push(new TPropertyStep(this, c == m_root, before, c->GetName(), propertyName, old, v));
+    if (refs.isEmpty()) return;
+    for (const TReference& r : refs) {
+        try {
+            SetProperty(r.from, r.property, c->GetName());
+        } catch (const EComponentError&) {
+            // a component refusing the new name keeps the old one
+        }
+    }
+    EndUndoGroup();
+}
+
+QList<TDesigner::TReference> TDesigner::ReferencesTo(const QList<TComponent*>& targets) const {
+    QList<TReference> refs;
+    for (TComponent* from : m_root->Components()) {
+        if (targets.contains(from)) continue;
+        for (const QString& prop : ReferenceProperties(from->metaObject())) {
+            const QString value = from->property(prop.toLatin1().constData()).toString();
+            const QString cls = ReferencedClassName(from->metaObject(), prop.toLatin1().constData());
+            for (TComponent* t : targets)
+                if (!value.isEmpty() && value.compare(t->GetName(), Qt::CaseInsensitive) == 0 && IsOfClass(t->metaObject(), cls))
+                    refs.append({from, prop});
+        }
+    }
+    return refs;
 }
 
 void TDesigner::Write(TComponent* c, const QString& propertyName, const QVariant& value) {
@@ -218,8 +251,22 @@ void TDesigner::DeleteComponent(TComponent* c) {
     const QJsonArray stream = ComponentsToJson(going);
     QStringList names;
     for (auto it = going.crbegin(); it != going.crend(); ++it) names.append((*it)->GetName());
+    // References to what goes are cleared first, in the same step, so undo puts them back.
+    const QList<TReference> refs = ReferencesTo(going);
+    const QString text = QStringLiteral("Delete %1").arg(names.constLast());
+    if (!refs.isEmpty()) {
+        BeginUndoGroup(text);
+        for (const TReference& r : refs) {
+            try {
+                SetProperty(r.from, r.property, QString());
+            } catch (const EComponentError&) {
+                // the component resolves its reference at use and will find nothing
+            }
+        }
+    }
     Remove(names);
-    m_undo.push(new TComponentsStep(this, stream, false, QStringLiteral("Delete %1").arg(names.constLast())));
+    m_undo.push(new TComponentsStep(this, stream, false, text));
+    if (!refs.isEmpty()) EndUndoGroup();
 }
 
 TComponent* TDesigner::Find(bool isRoot, const QString& name) const {

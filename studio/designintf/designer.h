@@ -107,6 +107,12 @@ signals:
     void stepFailed(const QString& message);
 
 private:
+    struct TReference {
+        TComponent* from;
+        QString property;
+    };
+    // The reference properties of other components of the root that name one of targets.
+    QList<TReference> ReferencesTo(const QList<TComponent*>& targets) const;
     friend class TPropertyStep;
     friend class TComponentsStep;
     TComponent* Find(bool isRoot, const QString& name) const;

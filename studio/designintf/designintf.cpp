@@ -6,7 +6,10 @@
 #include "studio/designintf/dsdesign.h"
 #include "studio/designintf/propertyeditor.h"
 
+#include <QFile>
 #include <QHash>
+#include <QPainter>
+#include <QPixmap>
 
 ISplashScreenServices* SplashScreenServices = nullptr;
 
@@ -63,6 +66,8 @@ int SelectionDistance(const QList<TComponent*>& components, const QMetaObject* c
 }
 
 std::unique_ptr<TPropertyEditor> DefaultPropertyEditor(IDesigner* d, const QList<TComponent*>& cs, const QMetaProperty& p) {
+    if (p.metaType().id() == QMetaType::QString && !ReferencedClassName(cs[0]->metaObject(), p.name()).isEmpty())
+        return std::make_unique<TComponentProperty>(d, cs, p);
     if (p.isEnumType()) return std::make_unique<TEnumProperty>(d, cs, p);
     switch (p.metaType().id()) {
     case QMetaType::Bool: return std::make_unique<TBoolProperty>(d, cs, p);
@@ -123,7 +128,11 @@ void RegisterFieldClass(TFieldType type, const QString& className) {
     Reg().log.append(QStringLiteral("field class %1 %2").arg(QLatin1String(FieldTypeName(type)), className));
 }
 
-QString FieldClassName(TFieldType type) { return Reg().fieldClasses.value(type, QStringLiteral("TField")); }
+QString FieldClassName(TFieldType type, const TDataSet* dataSet) {
+    if (Reg().fieldClasses.contains(type)) return Reg().fieldClasses.value(type);
+    if (const QMetaObject* cls = dataSet ? dataSet->GetFieldClass(type) : nullptr) return QString::fromLatin1(cls->className());
+    return QStringLiteral("TField");
+}
 
 QStringList PalettePages() { return Reg().pages; }
 QList<const QMetaObject*> PaletteClasses(const QString& page) { return Reg().palette.value(page); }
@@ -195,4 +204,37 @@ std::vector<std::unique_ptr<TPropertyEditor>> GetComponentProperties(IDesigner* 
         editors.push_back(std::move(e));
     }
     return editors;
+}
+
+QIcon ComponentIcon(const QMetaObject* cls) {
+    static QHash<const QMetaObject*, QIcon> cache;
+    if (!cls) return QIcon();
+    if (auto it = cache.constFind(cls); it != cache.constEnd()) return *it;
+    for (const QMetaObject* c = cls; c; c = c->superClass()) {
+        const QString base = QStringLiteral(":/palette/") + QString::fromLatin1(c->className());
+        for (const char* ext : {".svg", ".png"})
+            if (QFile::exists(base + QLatin1String(ext))) return cache[cls] = QIcon(base + QLatin1String(ext));
+        if (c == &TComponent::staticMetaObject) break;
+    }
+    // The capitals of the class name without its leading T: "OT" for TOstTable.
+    QString name = QString::fromLatin1(cls->className());
+    if (name.startsWith(u'T') && name.size() > 1 && name.at(1).isUpper()) name.remove(0, 1);
+    QString initials;
+    for (QChar ch : name)
+        if (ch.isUpper() && initials.size() < 3) initials += ch;
+    if (initials.isEmpty()) initials = name.left(2);
+    QPixmap pm(48, 48);
+    pm.fill(Qt::transparent);
+    QPainter p(&pm);
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(QColor(0x55, 0x5d, 0x6b), 2));
+    p.setBrush(QColor(0xf2, 0xf4, 0xf7));
+    p.drawRoundedRect(QRectF(3, 3, 42, 42), 6, 6);
+    QFont f = p.font();
+    f.setPixelSize(initials.size() > 2 ? 14 : 18);
+    f.setBold(true);
+    p.setFont(f);
+    p.drawText(QRect(3, 3, 42, 42), Qt::AlignCenter, initials);
+    p.end();
+    return cache[cls] = QIcon(pm);
 }

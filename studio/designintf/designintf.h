@@ -13,6 +13,7 @@
 #include "engine/dbtypes.h"
 #include "engine/tclassregistry.h"
 
+#include <QIcon>
 #include <QList>
 #include <QMetaProperty>
 #include <QPixmap>
@@ -23,6 +24,7 @@
 
 class IDesigner;
 class TComponent;
+class TDataSet;
 class TComponentEditor;
 class TPropertyEditor;
 
@@ -69,9 +71,12 @@ void RegisterComponentEditor(const QMetaObject* componentClass, TComponentEditor
 void RegisterPropertyEditor(int propertyType, const QMetaObject* componentClass, const QString& propertyName,
                             TPropertyEditorFactory factory);
 // The class (registered for streaming, derived from TField) of the persistent
-// fields the fields editor creates for columns of a type. Default: TField.
+// fields the fields editor creates for columns of a type, in place of the
+// class the dataset itself uses for them.
 void RegisterFieldClass(TFieldType type, const QString& className);
-QString FieldClassName(TFieldType type);
+// The registered field class of a type, else the dataset's (GetFieldClass),
+// else TField.
+QString FieldClassName(TFieldType type, const TDataSet* dataSet = nullptr);
 
 QStringList PalettePages();
 QList<const QMetaObject*> PaletteClasses(const QString& page);
@@ -98,6 +103,12 @@ std::unique_ptr<TPropertyEditor> GetPropertyEditor(IDesigner* designer, const QL
 // only those whose editors allow paMultiSelect.
 std::vector<std::unique_ptr<TPropertyEditor>> GetComponentProperties(IDesigner* designer,
                                                                      const QList<TComponent*>& components);
+
+// The icon of a class on the palette and the module canvas: the resource
+// ":/palette/<ClassName>.svg" (or ".png") that the package registering the
+// class carries, else that of its nearest ancestor with one, else a plain
+// box with the class's initials.
+QIcon ComponentIcon(const QMetaObject* cls);
 
 // ---- splash screen
 

@@ -1,6 +1,7 @@
 #include "studio/designintf/dsdesign.h"
 
 #include "engine/sysutils.h"
+#include "engine/tclassregistry.h"
 #include "engine/tdataset.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
@@ -189,14 +190,20 @@ QList<TField*> TFieldsEditorDialog::AddFields(const QStringList& fieldNames) {
         QString componentName = ds->GetName() + def->Name;
         componentName.removeIf([](QChar ch) { return !ch.isLetterOrNumber() && ch != u'_'; });
         if (!TComponent::IsValidIdent(componentName)) componentName = QStringLiteral("Field") + componentName;
+        const QString fieldClass = FieldClassName(def->DataType, ds);
+        QJsonObject props{{QStringLiteral("FieldName"), def->Name},
+                          {QStringLiteral("Size"), def->Size},
+                          {QStringLiteral("Required"), def->Required}};
+        // Fixed-length text keeps its padding out of the field's text.
+        if (const TClassRegistration* r = FindClass(fieldClass);
+            r && def->DataType == ftFixedChar && r->metaObject->indexOfProperty("FixedChar") >= 0)
+            props.insert(QStringLiteral("FixedChar"), true);
         stream.append(QJsonObject{
-            {QStringLiteral("class"), FieldClassName(def->DataType)},
+            {QStringLiteral("class"), fieldClass},
             {QStringLiteral("name"), componentName},
             {QStringLiteral("dataSet"), ds->GetName()},
             {QStringLiteral("dataType"), QString::fromLatin1(FieldTypeName(def->DataType))},
-            {QStringLiteral("properties"), QJsonObject{{QStringLiteral("FieldName"), def->Name},
-                                                       {QStringLiteral("Size"), def->Size},
-                                                       {QStringLiteral("Required"), def->Required}}}});
+            {QStringLiteral("properties"), props}});
     }
     QList<TField*> added;
     if (stream.isEmpty()) return added;

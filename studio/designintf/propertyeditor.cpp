@@ -190,3 +190,49 @@ TDataSet* TDBStringProperty::DataSetOfProperty(const char* propertyName) const {
     if (Designer()) return qobject_cast<TDataSet*>(Designer()->GetComponent(v.toString()));
     return c->Owner() ? qobject_cast<TDataSet*>(c->Owner()->FindComponent(v.toString())) : nullptr;
 }
+
+// ---------------------------------------------------------------- TComponentProperty
+
+namespace {
+bool HasClass(const QMetaObject* cls, const QString& className) {
+    for (; cls; cls = cls->superClass())
+        if (className == QLatin1String(cls->className())) return true;
+    return false;
+}
+
+TComponent* ModuleRoot(const TPropertyEditor& e) {
+    if (e.Designer()) return e.Designer()->Root();
+    return e.GetComponent() ? e.GetComponent()->Owner() : nullptr;
+}
+} // namespace
+
+QString TComponentProperty::ReferencedClass() const {
+    return GetComponent() ? ReferencedClassName(GetComponent()->metaObject(), Property().name()) : QString();
+}
+
+TPropertyAttributes TComponentProperty::GetAttributes() const {
+    return TStringProperty::GetAttributes() | paValueList | paSortList;
+}
+
+void TComponentProperty::GetValues(QStringList& values) const {
+    const TComponent* root = ModuleRoot(*this);
+    if (!root) return;
+    const QString cls = ReferencedClass();
+    for (const TComponent* c : root->Components())
+        if (c != GetComponent() && !c->GetName().isEmpty() && HasClass(c->metaObject(), cls)) values.append(c->GetName());
+}
+
+void TComponentProperty::SetValue(const QString& value) {
+    const QString name = value.trimmed();
+    if (!name.isEmpty()) {
+        const TComponent* root = ModuleRoot(*this);
+        const TComponent* c = root ? root->FindComponent(name) : nullptr;
+        if (!c) InvalidValue(QStringLiteral("There is no component named %1").arg(name));
+        if (!HasClass(c->metaObject(), ReferencedClass()))
+            InvalidValue(QStringLiteral("%1 is not a %2").arg(c->GetName(), ReferencedClass()));
+        if (c == GetComponent()) InvalidValue(QStringLiteral("%1 cannot refer to itself").arg(name));
+        TStringProperty::SetValue(c->GetName());
+        return;
+    }
+    TStringProperty::SetValue(QString());
+}

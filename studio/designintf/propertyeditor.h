@@ -111,6 +111,18 @@ public:
     void Edit() override;
 };
 
+// A reference to another component of the module (see TComponent): the
+// value list holds the names of the components of the referenced class;
+// SetValue takes one of them or nothing.
+class TComponentProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    void GetValues(QStringList& values) const override;
+    void SetValue(const QString& value) override;
+    QString ReferencedClass() const;
+};
+
 // A column name of a dataset: the value list holds the dataset's columns.
 // Subclasses say where the dataset comes from.
 class TDBStringProperty : public TStringProperty {

@@ -2,6 +2,7 @@
 // components, undo and redo of every change, the modified flag, and the
 // fields editor working on a real table.
 #include "engine/ostdataset.h"
+#include "engine/ostextcomps.h"
 #include "engine/ostquery.h"
 #include "engine/sysutils.h"
 #include "engine/tdatamodule.h"
@@ -46,6 +47,7 @@ private slots:
     void deleteUndoRestoresComponentAndFields();
     void modifiedFlag();
     void fieldsEditorAddsAndDeletesFields();
+    void referencesFollowRenamesDeletesAndPastes();
 };
 
 namespace {
@@ -295,6 +297,8 @@ void TstDesigner::fieldsEditorAddsAndDeletesFields() {
     QCOMPARE(added[0]->DataSet(), t);
     QCOMPARE(added[0]->DataType(), ftString);
     QCOMPARE(added[0]->GetSize(), 30);
+    // Without a registration a field gets the class the dataset uses for its type.
+    QCOMPARE(added[0]->metaObject()->className(), "TOstStringField");
     QVERIFY(qobject_cast<TIntegerField*>(added[1]));
     QCOMPARE(dialog.FieldList()->count(), 2);
     QCOMPARE(dialog.FieldList()->item(1)->text(), QStringLiteral("Age"));
@@ -350,6 +354,61 @@ void TstDesigner::fieldsEditorAddsAndDeletesFields() {
     QVERIFY(!dialog.DataSet());
     QCOMPARE(Names(root), QStringList({"Table1ID"}));
     ClearRegistrations();
+}
+
+void TstDesigner::referencesFollowRenamesDeletesAndPastes() {
+    ClearRegistrations();
+    TDataModule root;
+    root.SetName("Module1");
+    TDesigner d(&root);
+    TComponent* table = d.CreateComponent(&TOstTable::staticMetaObject, nullptr, 0, 0, 0, 0);
+    TComponent* source = d.CreateComponent(&TDataSource::staticMetaObject, nullptr, 40, 0, 0, 0);
+    TComponent* states = d.CreateComponent(&TOstEnumValueSet::staticMetaObject, nullptr, 80, 0, 0, 0);
+    TComponent* other = d.CreateComponent(&TOstEnumValueSet::staticMetaObject, nullptr, 120, 0, 0, 0);
+
+    // The inspector offers the components of the referenced class and refuses others.
+    auto editor = GetPropertyEditor(&d, {source}, "DataSet");
+    QVERIFY(dynamic_cast<TComponentProperty*>(editor.get()));
+    QStringList values;
+    editor->GetValues(values);
+    QCOMPARE(values, QStringList({"OstTable1"}));
+    editor->SetValue("osttable1");
+    QCOMPARE(source->property("DataSet").toString(), QStringLiteral("OstTable1"));
+    QVERIFY_THROWS_EXCEPTION(EComponentError, editor->SetValue("OstEnumValueSet1"));
+    QVERIFY_THROWS_EXCEPTION(EComponentError, editor->SetValue("Nobody"));
+    QCOMPARE(source->property("DataSet").toString(), QStringLiteral("OstTable1"));
+    d.SetProperty(states, "DataSource", "DataSource1");
+    d.SetProperty(other, "EnumField", "OstTable1"); // a plain string that happens to match is no reference
+
+    // A rename takes the references along, as one step.
+    const int steps = d.UndoStack()->count();
+    d.SetProperty(table, "Name", "Items");
+    QCOMPARE(source->property("DataSet").toString(), QStringLiteral("Items"));
+    QCOMPARE(other->property("EnumField").toString(), QStringLiteral("OstTable1"));
+    QCOMPARE(d.UndoStack()->count(), steps + 1);
+    d.Undo();
+    QCOMPARE(table->GetName(), QStringLiteral("OstTable1"));
+    QCOMPARE(source->property("DataSet").toString(), QStringLiteral("OstTable1"));
+    d.Redo();
+    QCOMPARE(source->property("DataSet").toString(), QStringLiteral("Items"));
+
+    // Deleting clears the references to what went; undo brings both back.
+    d.DeleteComponent(source);
+    QCOMPARE(states->property("DataSource").toString(), QString());
+    d.Undo();
+    source = root.FindComponent("DataSource1"); // restored as a new object
+    QCOMPARE(states->property("DataSource").toString(), QStringLiteral("DataSource1"));
+    QCOMPARE(qobject_cast<TOstEnumValueSet*>(states)->DataSet(), table);
+
+    // Pasted copies refer to each other, not to the originals.
+    const QList<TComponent*> pasted = d.InsertComponents(ComponentsToJson({table, source, states}));
+    QCOMPARE(pasted.size(), 3);
+    QCOMPARE(pasted[0]->GetName(), QStringLiteral("Items1"));
+    QCOMPARE(pasted[1]->property("DataSet").toString(), QStringLiteral("Items1"));
+    QCOMPARE(pasted[2]->property("DataSource").toString(), pasted[1]->GetName());
+    // A copy without its target keeps referring to the original.
+    const QList<TComponent*> alone = d.InsertComponents(ComponentsToJson({states}));
+    QCOMPARE(alone[0]->property("DataSource").toString(), QStringLiteral("DataSource1"));
 }
 
 QTEST_MAIN(TstDesigner)

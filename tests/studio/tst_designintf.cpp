@@ -116,6 +116,7 @@ QString PropertyLabel(const QList<TComponent*>& cs, const QString& prop) {
     if (auto* l = dynamic_cast<TLabeledProperty*>(e.get())) return l->label;
     if (dynamic_cast<TIntegerProperty*>(e.get())) return QStringLiteral("integer");
     if (dynamic_cast<TStringProperty*>(e.get())) return QStringLiteral("string");
+    if (dynamic_cast<TStringsProperty*>(e.get())) return QStringLiteral("strings");
     return QStringLiteral("?");
 }
 
@@ -168,7 +169,8 @@ void TstDesignIntf::propertyEditorMostSpecificWins() {
     QCOMPARE(PropertyLabel({db}, "DatabaseName"), QStringLiteral("database name"));
     // Among unnamed ones the nearer class wins, any class comes last.
     QCOMPARE(PropertyLabel({table}, "TableName"), QStringLiteral("table string"));
-    QCOMPARE(PropertyLabel({query}, "SQL"), QStringLiteral("any string"));
+    QCOMPARE(PropertyLabel({query}, "Filter"), QStringLiteral("any string"));
+    QCOMPARE(PropertyLabel({query}, "SQL"), QStringLiteral("strings")); // a list of lines, not a string
     // Other types keep their default editors.
     QCOMPARE(PropertyLabel({table}, "Tag"), QStringLiteral("integer"));
 
@@ -182,7 +184,7 @@ void TstDesignIntf::propertyEditorMostSpecificWins() {
     QCOMPARE(PropertyLabel({table, db}, "TableName"), QStringLiteral("hidden")); // not shared
 
     // An empty factory hides the property, also from the property list.
-    RegisterPropertyEditor(QMetaType::QString, &TOstQuery::staticMetaObject, "SQL", {});
+    RegisterPropertyEditor(ptStrings, &TOstQuery::staticMetaObject, "SQL", {});
     QCOMPARE(PropertyLabel({query}, "SQL"), QStringLiteral("hidden"));
     QStringList shown;
     for (const auto& e : GetComponentProperties(nullptr, {query})) shown.append(e->GetName());
