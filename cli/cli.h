@@ -29,7 +29,10 @@ struct Args {
     QStringList flags; // without the leading "--"
 
     bool Has(const QString& flag) const { return flags.contains(flag); }
-    // Raises UsageError unless every flag is one of allowed and the number of
+    // The value of a "--name=value" option; empty when it is not given.
+    QString Value(const QString& name) const;
+    // Raises UsageError unless every flag is one of allowed ("name=" allows
+    // "--name=value") and the number of
     // positional arguments is within [minPos, maxPos].
     void Check(const QStringList& allowed, int minPos, int maxPos) const;
 };
@@ -76,5 +79,7 @@ int CmdDescribe(const Args& a);
 int CmdCreateTable(const Args& a);
 int CmdAlter(const Args& a);
 int CmdSql(const Args& a);
+int CmdPlan(const Args& a);
+int CmdApply(const Args& a);
 
 } // namespace cli

@@ -11,13 +11,12 @@
 
 namespace cli {
 
-namespace {
-
-// The table a definition file is for: its "name", else the file's base name.
 QString DefinitionTableName(const QJsonObject& def, const QString& file) {
     const QString name = JsonTableName(def);
     return name.isEmpty() ? QFileInfo(file).completeBaseName() : name;
 }
+
+namespace {
 
 qint64 RowCount(const QString& database, const QString& table) {
     TOstQuery q(nullptr);

@@ -28,6 +28,15 @@ const char* const UsageText =
     "  alter DB FILE.json\n"
     "      Restructure a table to exactly the JSON definition; its data is kept\n"
     "      and converted. Columns are matched by their \"number\".\n"
+    "  plan DB FILE.json [--table=NAME]\n"
+    "      List what applying FILE.json to the table would change, one line per\n"
+    "      change (column position, a tab, the text), as the table designer\n"
+    "      lists it. The table is the one FILE.json names, or NAME when the\n"
+    "      file renames it; a table that does not exist would be created.\n"
+    "  apply DB FILE.json [--table=NAME] [--yes]\n"
+    "      Show the plan, ask, and apply it the way the table designer does\n"
+    "      (--yes: without asking). A \"password\" key in FILE.json is the\n"
+    "      password of an encrypted table; otherwise it is asked for.\n"
     "  sql DB STATEMENT [--csv]\n"
     "      Run SQL. Rows are printed as a table (or CSV with --csv); other\n"
     "      statements report the rows they changed. STATEMENT \"-\" reads the\n"
@@ -84,6 +93,7 @@ int Dispatch(const Args& a) {
     } commands[] = {
         {"create-db", CmdCreateDb}, {"tables", CmdTables}, {"describe", CmdDescribe},
         {"create-table", CmdCreateTable}, {"alter", CmdAlter}, {"sql", CmdSql},
+        {"plan", CmdPlan}, {"apply", CmdApply},
     };
     for (const auto& c : commands)
         if (a.command == QLatin1String(c.name)) return c.run(a);
@@ -93,11 +103,22 @@ int Dispatch(const Args& a) {
 } // namespace
 
 void Args::Check(const QStringList& allowed, int minPos, int maxPos) const {
-    for (const QString& f : flags)
-        if (!allowed.contains(f)) throw UsageError(QStringLiteral("%1: unknown option --%2").arg(command, f));
+    for (const QString& f : flags) {
+        const qsizetype eq = f.indexOf(u'=');
+        if (eq > 0 ? !allowed.contains(f.left(eq + 1)) : !allowed.contains(f))
+            throw UsageError(QStringLiteral("%1: unknown option --%2").arg(command, f));
+        if (eq > 0 && eq == f.size() - 1) throw UsageError(QStringLiteral("%1: --%2 needs a value").arg(command, f));
+    }
     if (positional.size() < minPos) throw UsageError(QStringLiteral("%1: missing arguments").arg(command));
     if (positional.size() > maxPos)
         throw UsageError(QStringLiteral("%1: unexpected argument \"%2\"").arg(command, positional.at(maxPos)));
+}
+
+QString Args::Value(const QString& name) const {
+    const QString prefix = name + u'=';
+    for (const QString& f : flags)
+        if (f.startsWith(prefix)) return f.mid(prefix.size());
+    return QString();
 }
 
 void Out(const QString& text) {

@@ -23,6 +23,8 @@ QString JsonTableName(const QJsonObject& def);
 
 // Reads a file holding one JSON object; raises Failure when it cannot be read or parsed.
 QJsonObject ReadJsonObjectFile(const QString& path);
+// The table a definition file is for: its "name", else the file's base name.
+QString DefinitionTableName(const QJsonObject& def, const QString& file);
 
 // Indented JSON whose object keys follow the order of a table definition.
 QString FormatDefinitionJson(const QJsonObject& def);

@@ -54,6 +54,15 @@ IOstDialogService* SetOstDialogService(IOstDialogService* service) {
     return previous;
 }
 
+bool IOstDialogService::ChooseItem(QWidget* owner, const QString& caption, const QString& label,
+                                   const QStringList& items, QString& item) {
+    QString text = item;
+    if (!PromptText(owner, caption, label, text) || !items.contains(text))
+        return false;
+    item = text;
+    return true;
+}
+
 QStringList FileDialogNameFilters(const QString& filter) {
     QStringList result;
     if (filter.isEmpty())
@@ -109,4 +118,16 @@ bool TQtDialogService::PromptText(QWidget* owner, const QString& caption, const 
     dialog->setInputMode(QInputDialog::TextInput);
     dialog->setTextValue(text);
     return RunModal(dialog, [&](const QInputDialog& d) { text = d.textValue(); });
+}
+
+bool TQtDialogService::ChooseItem(QWidget* owner, const QString& caption, const QString& label,
+                                  const QStringList& items, QString& item) {
+    auto* dialog = new QInputDialog(owner);
+    dialog->setWindowTitle(caption);
+    dialog->setLabelText(label);
+    dialog->setComboBoxItems(items);
+    dialog->setComboBoxEditable(false);
+    if (items.contains(item))
+        dialog->setTextValue(item);
+    return RunModal(dialog, [&](const QInputDialog& d) { item = d.textValue(); });
 }

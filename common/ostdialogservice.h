@@ -37,6 +37,13 @@ public:
     // Asks for one line of text under label; text is the start value and,
     // after a true result, the value entered.
     virtual bool PromptText(QWidget* owner, const QString& caption, const QString& label, QString& text) = 0;
+
+    // Lets the user pick one of items (no other text) under label; item is
+    // the preselected entry and, after a true result, the one chosen. A
+    // service without a list of its own asks with PromptText and accepts only
+    // an answer that is one of the items.
+    virtual bool ChooseItem(QWidget* owner, const QString& caption, const QString& label, const QStringList& items,
+                            QString& item);
 };
 
 // The service in use: the installed one, or the one showing real dialogs.
@@ -72,6 +79,8 @@ public:
     bool SaveFileName(QWidget* owner, const QString& caption, const QString& filter, const QString& defaultSuffix,
                       const QString& initialDir, QString& fileName) override;
     bool PromptText(QWidget* owner, const QString& caption, const QString& label, QString& text) override;
+    bool ChooseItem(QWidget* owner, const QString& caption, const QString& label, const QStringList& items,
+                    QString& item) override;
 };
 
 // Turns "Ostra Database File (*.ostd)|*.ostd|All|*" into the name filters of

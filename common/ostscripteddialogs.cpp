@@ -16,6 +16,8 @@ QString KindName(TScriptedDialogService::TCallKind kind) {
         return QStringLiteral("save file chooser");
     case TScriptedDialogService::TCallKind::Text:
         return QStringLiteral("text prompt");
+    case TScriptedDialogService::TCallKind::Choice:
+        return QStringLiteral("choice");
     }
     return QString();
 }
@@ -53,6 +55,10 @@ TScriptedDialogService& TScriptedDialogService::ChooseFile(const QString& fileNa
 
 TScriptedDialogService& TScriptedDialogService::EnterText(const QString& text) {
     return Queue({TAnswerKind::Text, QMessageBox::NoButton, text});
+}
+
+TScriptedDialogService& TScriptedDialogService::ChooseItem(const QString& item) {
+    return Queue({TAnswerKind::Choice, QMessageBox::NoButton, item});
 }
 
 TScriptedDialogService& TScriptedDialogService::Cancel() {
@@ -102,7 +108,7 @@ bool TScriptedDialogService::Answer(TCall call, TAnswerKind accepted, QString& v
 
 int TScriptedDialogService::MessageBox(QWidget* owner, const QString& caption, const QString& text,
                                        QMessageBox::Icon icon, QMessageBox::StandardButtons buttons) {
-    TCall call{TCallKind::Message, owner, caption, text, icon, buttons, {}, {}, {}, {}};
+    TCall call{TCallKind::Message, owner, caption, text, icon, buttons, {}, {}, {}, {}, {}};
     TAnswer answer;
     if (!Take(call, TAnswerKind::Button, answer))
         return QMessageBox::NoButton;
@@ -116,13 +122,14 @@ int TScriptedDialogService::MessageBox(QWidget* owner, const QString& caption, c
 }
 
 bool TScriptedDialogService::SelectDirectory(QWidget* owner, const QString& caption, QString& dir) {
-    return Answer({TCallKind::Directory, owner, caption, {}, QMessageBox::NoIcon, {}, {}, {}, {}, dir},
+    return Answer({TCallKind::Directory, owner, caption, {}, QMessageBox::NoIcon, {}, {}, {}, {}, dir, {}},
                   TAnswerKind::Directory, dir);
 }
 
 bool TScriptedDialogService::OpenFileName(QWidget* owner, const QString& caption, const QString& filter,
                                           const QString& initialDir, QString& fileName) {
-    return Answer({TCallKind::OpenFile, owner, caption, {}, QMessageBox::NoIcon, {}, filter, {}, initialDir, fileName},
+    return Answer({TCallKind::OpenFile, owner, caption, {}, QMessageBox::NoIcon, {}, filter, {}, initialDir, fileName,
+                   {}},
                   TAnswerKind::File, fileName);
 }
 
@@ -130,12 +137,27 @@ bool TScriptedDialogService::SaveFileName(QWidget* owner, const QString& caption
                                           const QString& defaultSuffix, const QString& initialDir,
                                           QString& fileName) {
     return Answer({TCallKind::SaveFile, owner, caption, {}, QMessageBox::NoIcon, {}, filter, defaultSuffix, initialDir,
-                   fileName},
+                   fileName, {}},
                   TAnswerKind::File, fileName);
 }
 
 bool TScriptedDialogService::PromptText(QWidget* owner, const QString& caption, const QString& label,
                                         QString& text) {
-    return Answer({TCallKind::Text, owner, caption, label, QMessageBox::NoIcon, {}, {}, {}, {}, text},
+    return Answer({TCallKind::Text, owner, caption, label, QMessageBox::NoIcon, {}, {}, {}, {}, text, {}},
                   TAnswerKind::Text, text);
+}
+
+bool TScriptedDialogService::ChooseItem(QWidget* owner, const QString& caption, const QString& label,
+                                        const QStringList& items, QString& item) {
+    TCall call{TCallKind::Choice, owner, caption, label, QMessageBox::NoIcon, {}, {}, {}, {}, item, items};
+    const QString what = Describe(call);
+    TAnswer answer;
+    if (!Take(std::move(call), TAnswerKind::Choice, answer) || answer.Kind == TAnswerKind::Cancel)
+        return false;
+    if (!items.contains(answer.Value)) {
+        Fail(QStringLiteral("the %1 offers no entry \"%2\"").arg(what, answer.Value));
+        return false;
+    }
+    item = answer.Value;
+    return true;
 }

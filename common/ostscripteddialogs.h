@@ -21,7 +21,7 @@ public:
 
 class TScriptedDialogService : public IOstDialogService {
 public:
-    enum class TCallKind { Message, Directory, OpenFile, SaveFile, Text };
+    enum class TCallKind { Message, Directory, OpenFile, SaveFile, Text, Choice };
 
     struct TCall {
         TCallKind Kind;
@@ -33,7 +33,8 @@ public:
         QString Filter;
         QString DefaultSuffix;
         QString InitialDir;
-        QString Value; // incoming folder, file name or text
+        QString Value; // incoming folder, file name, text or preselected item
+        QStringList Items; // the entries of a choice
     };
 
     TScriptedDialogService() = default;
@@ -47,7 +48,10 @@ public:
     TScriptedDialogService& ChooseDirectory(const QString& dir);
     TScriptedDialogService& ChooseFile(const QString& fileName);
     TScriptedDialogService& EnterText(const QString& text);
-    // The next folder chooser, file chooser or text prompt is cancelled.
+    // The next choice is accepted with this entry, which must be one of the
+    // entries it offers.
+    TScriptedDialogService& ChooseItem(const QString& item);
+    // The next folder chooser, file chooser, text prompt or choice is cancelled.
     TScriptedDialogService& Cancel();
 
     const QList<TCall>& Calls() const { return m_calls; }
@@ -69,9 +73,11 @@ public:
     bool SaveFileName(QWidget* owner, const QString& caption, const QString& filter, const QString& defaultSuffix,
                       const QString& initialDir, QString& fileName) override;
     bool PromptText(QWidget* owner, const QString& caption, const QString& label, QString& text) override;
+    bool ChooseItem(QWidget* owner, const QString& caption, const QString& label, const QStringList& items,
+                    QString& item) override;
 
 private:
-    enum class TAnswerKind { Button, Directory, File, Text, Cancel };
+    enum class TAnswerKind { Button, Directory, File, Text, Choice, Cancel };
     struct TAnswer {
         TAnswerKind Kind;
         QMessageBox::StandardButton Button = QMessageBox::NoButton;

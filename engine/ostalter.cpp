@@ -9,6 +9,7 @@
 #include "ostmeta.h"
 #include "ostschema.h"
 
+#include <QHash>
 #include <QRegularExpression>
 #include <QSet>
 
@@ -85,6 +86,74 @@ private:
     QString m_name;
     int m_last = -1;
 };
+
+// Definitions that name columns (indexes, fulltext indexes, foreign keys, the
+// record-id indication) follow a column renamed in the same restructure; those
+// that name a column that goes, go with it. A name that is still a column of
+// the new table is left alone.
+void FollowColumnChanges(const OstTableMeta& oldMeta, OstTableMeta& nm) {
+    QHash<QString, QString> renamed; // lower-case old name -> new name
+    QSet<QString> dropped;
+    for (const OstColumnMeta& o : oldMeta.columns) {
+        const OstColumnMeta* now = nullptr;
+        for (const OstColumnMeta& n : nm.columns)
+            if (n.number == o.number) now = &n;
+        if (!now) dropped.insert(o.name.toLower());
+        else if (now->name != o.name) renamed.insert(o.name.toLower(), now->name);
+    }
+    for (const OstColumnMeta& n : nm.columns) {
+        renamed.remove(n.name.toLower());
+        dropped.remove(n.name.toLower());
+    }
+    if (renamed.isEmpty() && dropped.isEmpty()) return;
+    // Maps the entries of a ";" list; drop is set when one names a dropped column.
+    auto map = [&](const QString& list, bool& drop) {
+        QStringList out;
+        for (const QString& entry : OstSplitFields(list)) {
+            QString col;
+            int len = 0;
+            if (!OstParseFieldEntry(OstDoubleUnQuote(entry), col, len)) {
+                out.append(entry);
+                continue;
+            }
+            if (dropped.contains(col.toLower())) drop = true;
+            const QString to = renamed.value(col.toLower(), col);
+            out.append(to == col ? entry : len > 0 ? QStringLiteral("%1:%2").arg(to).arg(len) : to);
+        }
+        return out.join(u';');
+    };
+    QVector<OstIndexMeta> indexes;
+    for (OstIndexMeta ix : nm.indexes) {
+        bool drop = false, ignored = false;
+        ix.fields = map(ix.fields, drop);
+        ix.descFields = map(ix.descFields, ignored);
+        ix.caseInsFields = map(ix.caseInsFields, ignored);
+        if (!drop) indexes.append(ix);
+    }
+    nm.indexes = indexes;
+    QVector<OstFulltextMeta> fulltext;
+    for (OstFulltextMeta ft : nm.fulltext) {
+        bool drop = false;
+        ft.fields = map(ft.fields, drop);
+        if (!drop) fulltext.append(ft);
+    }
+    nm.fulltext = fulltext;
+    QVector<OstForeignKeyMeta> fks;
+    for (OstForeignKeyMeta fk : nm.foreignKeys) {
+        bool drop = false;
+        fk.childFields = map(fk.childFields, drop);
+        if (!drop) fks.append(fk);
+    }
+    nm.foreignKeys = fks;
+    for (OstColumnMeta& c : nm.columns) {
+        if (c.type != dtAutoInc || c.spec.trimmed().isEmpty()) continue;
+        const QString ind = c.spec.trimmed();
+        const bool quoted = ind.size() >= 2 && ind.startsWith(u'"') && ind.endsWith(u'"');
+        bool ignored = false;
+        const QString mapped = map(OstDoubleUnQuote(ind), ignored);
+        if (mapped != OstDoubleUnQuote(ind)) c.spec = quoted ? u'"' + mapped + u'"' : mapped;
+    }
+}
 
 } // namespace
 
@@ -281,6 +350,7 @@ void TOstTable::AlterTable() {
         if (n.number <= 0 || !known.contains(n.number) || taken.contains(n.number)) n.number = nm.nextNumber++;
         taken.insert(n.number);
     }
+    FollowColumnChanges(oldMeta, nm);
     OstValidateMeta(nm, c.get());
 
     const bool wasActive = Active();

@@ -65,8 +65,9 @@ public:
 
     QString GetDatabaseName() const { return m_databaseName; }
     void SetDatabaseName(const QString& name);
-    // The database component named by DatabaseName; a private one is made for a
-    // bare location (a directory or an ".ostd" file). nullptr when no name is set.
+    // The database component named by DatabaseName (one of the same owner
+    // first, then any); a private one is made for a bare location (a directory
+    // or an ".ostd" file). nullptr when no name is set.
     TOstDatabase* GetDatabase();
 
     TOstFieldDefs& GetFieldDefsOst() { return m_fieldDefsOst; }
@@ -100,6 +101,7 @@ class TOstTable : public TOstDataSet {
     Q_PROPERTY(int EncryptionMethod READ GetEncryptionMethod WRITE SetEncryptionMethod)
     Q_PROPERTY(QString EncryptionPassword READ GetEncryptionPassword WRITE SetEncryptionPassword)
     Q_PROPERTY(QString IndexName READ GetIndexName WRITE SetIndexName)
+    Q_PROPERTY(QString FulltextIndexName READ GetFulltextIndexName WRITE SetFulltextIndexName)
     Q_PROPERTY(bool Exclusive READ GetExclusive WRITE SetExclusive)
     Q_PROPERTY(bool ReadOnly READ GetReadOnly WRITE SetReadOnly)
 
@@ -121,6 +123,9 @@ public:
     void SetEncryptionPassword(const QString& p) { m_password = p; }
     QString GetIndexName() const { return m_indexName; }
     void SetIndexName(const QString& name);
+    // The fulltext index that word searches of this table use.
+    QString GetFulltextIndexName() const { return m_fulltextIndexName; }
+    void SetFulltextIndexName(const QString& name) { m_fulltextIndexName = name; }
     bool GetExclusive() const { return m_exclusive; }
     void SetExclusive(bool v);
     bool GetReadOnly() const { return m_readOnly; }
@@ -173,7 +178,7 @@ private:
     void LoadFromMeta(const OstTableMeta& meta);
     OstTableMeta ToMeta() const;
 
-    QString m_tableName, m_collation, m_password, m_indexName;
+    QString m_tableName, m_collation, m_password, m_indexName, m_fulltextIndexName;
     int m_tableLevel = OstDefaultTableLevel;
     int m_capacity = 100000;
     uint8_t m_encryptionMethod = emDefault;

@@ -24,6 +24,12 @@ void TOstDataSet::SetDatabaseName(const QString& name) {
 
 TOstDatabase* TOstDataSet::GetDatabase() {
     if (m_databaseName.trimmed().isEmpty()) return nullptr;
+    // A database component of the same module comes first, so that two open
+    // modules may each have a database of the same name.
+    if (Owner())
+        for (TComponent* c : Owner()->Components())
+            if (auto* db = qobject_cast<TOstDatabase*>(c); db && db->GetDatabaseName().compare(m_databaseName, Qt::CaseInsensitive) == 0)
+                return db;
     if (TOstDatabase* db = FindOstDatabase(m_databaseName)) return db;
     if (!m_privateDatabase) {
         // A bare location: a directory of table files or an ".ostd" file.

@@ -147,9 +147,81 @@ private slots:
     void sqlOutput_data() { AddLayouts(); }
     void sqlOutput();
     void badInput();
+    void planAndApplyAsTheDesignerDoes();
     void alterKilledMidwayLeavesOldTable_data();
     void alterKilledMidwayLeavesOldTable();
 };
+
+void TestCli::planAndApplyAsTheDesignerDoes() {
+    QTemporaryDir tmp;
+    const QString db = tmp.filePath("shop.ostd");
+    EXPECT_OK(RunOstra({"create-db", db}));
+    WriteTextFile(tmp.filePath("Items.json"), ItemsInput);
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Items.json")}));
+    EXPECT_OK(RunOstra({"sql", db, "INSERT INTO Items(Code, Qty, Price) VALUES ('A1', '5', 1.5), ('B2', '7', 2)"}));
+
+    // Rename the table and a column, widen it, drop one, add one and an index.
+    QJsonObject def = DescribeJson(db, "Items");
+    QJsonArray columns = def["columns"].toArray();
+    QJsonObject code = columns[1].toObject();
+    code["name"] = "Sku";
+    code["size"] = 12;
+    columns[1] = code;
+    columns.removeAt(4); // Old
+    columns.append(QJsonObject{{"name", "Note"}, {"type", "dtWideString"}, {"size", 40}});
+    def["columns"] = columns;
+    QJsonArray indexes = def["indexes"].toArray();
+    QJsonObject byCode = indexes[0].toObject();
+    byCode["fields"] = "Sku";
+    indexes[0] = byCode;
+    indexes.append(QJsonObject{{"name", "ByQty"}, {"fields", "Qty"}});
+    def["indexes"] = indexes;
+    def["name"] = "Stock";
+    const QString file = tmp.filePath("stock.json");
+    WriteTextFile(file, Json(def).toUtf8());
+
+    // A deleted column stands at the end of the list; the one behind it moved up.
+    const QString plan = "\tTable renamend to Stock\n2\tSku renamed.\n6\tOld deleted.\n5\tFlag position changed.\n6\tNote added.\n"
+                         "\tIndex ByCode: fields changed\n\tIndex ByQty added\n";
+    CliRun r = RunOstra({"plan", db, file, "--table=Items"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, plan);
+    EXPECT_FAIL(RunOstra({"plan", db, file, "--table=Nothing"}), 1, "\"Nothing\" does not exist");
+    QCOMPARE(RunOstra({"plan", db, file, "--table="}).exitCode, 2);
+
+    // Without a terminal to ask, apply wants --yes and changes nothing.
+    EXPECT_FAIL(RunOstra({"apply", db, file, "--table=Items"}), 1, "--yes");
+    QCOMPARE(SqlCsv(db, "SELECT Code FROM Items ORDER BY Code"), QStringLiteral("Code\nA1\nB2\n"));
+    r = RunOstra({"apply", db, file, "--table=Items", "--yes"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, plan + "Applied to Stock (2 rows)\n");
+    QCOMPARE(SqlCsv(db, "SELECT Sku, Qty, Note FROM Stock ORDER BY Sku"), QStringLiteral("Sku,Qty,Note\nA1,5,\nB2,7,\n"));
+    // Described again, the table plans no change.
+    WriteTextFile(file, Json(DescribeJson(db, "Stock")).toUtf8());
+    r = RunOstra({"plan", db, file});
+    QCOMPARE(r.out, QStringLiteral("\tNo changes to table structure\n"));
+    r = RunOstra({"apply", db, file, "--yes"});
+    EXPECT_OK(r);
+    QVERIFY2(r.out.contains("There are no changes to the table properties."), qPrintable(r.out));
+
+    // An engine refusal is reported and leaves the table as it was.
+    def = DescribeJson(db, "Stock");
+    columns = def["columns"].toArray();
+    QJsonObject id = columns[0].toObject();
+    id["spec"] = "\"Nowhere\"";
+    columns[0] = id;
+    def["columns"] = columns;
+    WriteTextFile(file, Json(def).toUtf8());
+    EXPECT_FAIL(RunOstra({"apply", db, file, "--yes"}), 1, "The property Indication of the dtAutoInc column");
+    QCOMPARE(DescribeJson(db, "Stock")["columns"].toArray()[0].toObject()["spec"].toString(), QString());
+
+    // A table that does not exist is created.
+    WriteTextFile(tmp.filePath("fresh.json"), R"js({"name": "Fresh", "columns": [{"name": "A", "type": "dtInteger", "number": 4}]})js");
+    QCOMPARE(RunOstra({"plan", db, tmp.filePath("fresh.json")}).out, QStringLiteral("1\tA added.\n"));
+    r = RunOstra({"apply", db, tmp.filePath("fresh.json"), "--yes"});
+    EXPECT_OK(r);
+    QVERIFY2(r.out.endsWith("Created Fresh (0 rows)\n"), qPrintable(r.out));
+}
 
 void TestCli::createDatabase() {
     QFETCH(bool, singleFile);

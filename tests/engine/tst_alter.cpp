@@ -13,6 +13,7 @@ private slots:
     void invalidIndicationRaisesMinus18();
     void metadataOnlyChangesAndProgress();
     void checksHoldAfterTheCopy();
+    void definitionsFollowRenamedAndDroppedColumns();
 };
 
 static std::unique_ptr<TOstTable> People(TestDb& tdb) {
@@ -182,6 +183,32 @@ void TstAlter::checksHoldAfterTheCopy() {
     t->AlterTable();
     tdb.Exec(QString::fromUtf8("INSERT INTO People(Name, Age) VALUES('Eve', '\xe2\x82\xac 1000')"));
     QCOMPARE(tdb.Scalar("SELECT count(*) FROM People").toInt(), 4);
+}
+
+void TstAlter::definitionsFollowRenamedAndDroppedColumns() {
+    TestDb tdb(false);
+    auto t = People(tdb);
+    t->IndexDefs().Add(QStringLiteral("ByAgeName"), QStringLiteral("Age:3;Name"), TIndexOptions())->DescFields =
+        QStringLiteral("Name");
+    t->IndexDefs().Add(QStringLiteral("ByNote"), QStringLiteral("Joined;Note"), TIndexOptions());
+    t->GetFieldDefsOst()[0]->SetSpec(QStringLiteral("\"Name;Age\""));
+    t->AlterTable();
+    t->ReadDefinitions();
+    // Rename two columns and drop one, touching nothing else: the indexes and
+    // the indication still name the old columns.
+    TOstFieldDefs& f = t->GetFieldDefsOst();
+    f[1]->SetName(QStringLiteral("FullName"));
+    f[2]->SetName(QStringLiteral("Years"));
+    f.Delete(f.IndexOf(QStringLiteral("Note")));
+    t->AlterTable();
+
+    auto r = tdb.Table(QStringLiteral("People"));
+    r->ReadDefinitions();
+    QCOMPARE(r->IndexDefs().Find("ByName")->Fields, QStringLiteral("FullName"));
+    QCOMPARE(r->IndexDefs().Find("ByAgeName")->Fields, QStringLiteral("Years:3;FullName"));
+    QCOMPARE(r->IndexDefs().Find("ByAgeName")->DescFields, QStringLiteral("FullName"));
+    QVERIFY(!r->IndexDefs().Find("ByNote")); // went with its column
+    QCOMPARE(r->GetFieldDefsOst()[0]->GetSpec(), QStringLiteral("\"FullName;Years\""));
 }
 
 QTEST_GUILESS_MAIN(TstAlter)

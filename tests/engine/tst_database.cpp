@@ -11,6 +11,7 @@ private slots:
     void indexInfo();
     void queriesAndParameters_data() { OST_DATA_LAYOUTS() }
     void queriesAndParameters();
+    void sameDatabaseNameInTwoModules();
 };
 
 void TstDatabase::createAndRegistry() {
@@ -148,6 +149,36 @@ void TstDatabase::queriesAndParameters() {
     q.SetSQL(QStringLiteral("SELECT * FROM A WHERE K = :missing"));
     q.SetFiltered(false);
     QVERIFY(Raised([&] { q.Open(); }).Message().contains("missing"));
+}
+
+void TstDatabase::sameDatabaseNameInTwoModules() {
+    // Two modules, each with a database "Shop" somewhere else: a table opens
+    // on the database of its own module.
+    TestDb first(false), second(true);
+    for (TestDb* t : {&first, &second}) {
+        auto table = t->Table(QStringLiteral("Where"));
+        AddColumn(*table, QStringLiteral("Place"), dtString, 20);
+        table->CreateTable();
+        t->Exec(QStringLiteral("INSERT INTO \"Where\" VALUES ('%1')").arg(t == &first ? "first" : "second"));
+    }
+    TComponent moduleA, moduleB;
+    for (auto [module, t] : {std::pair{&moduleA, &first}, std::pair{&moduleB, &second}}) {
+        auto* db = new TOstDatabase(module);
+        db->SetDatabaseName(QStringLiteral("Shop"));
+        db->SetDatabaseType(t->db->GetDatabaseType());
+        db->SetLocation(t->location);
+    }
+    auto* inB = new TOstTable(&moduleB);
+    inB->SetDatabaseName(QStringLiteral("shop"));
+    inB->SetTableName(QStringLiteral("Where"));
+    inB->Open();
+    QCOMPARE(inB->Fields()[0]->AsString(), QStringLiteral("second"));
+    // Without a database of its own module, the first of that name anywhere.
+    TOstTable loose;
+    loose.SetDatabaseName(QStringLiteral("Shop"));
+    loose.SetTableName(QStringLiteral("Where"));
+    loose.Open();
+    QCOMPARE(loose.Fields()[0]->AsString(), QStringLiteral("first"));
 }
 
 QTEST_GUILESS_MAIN(TstDatabase)

@@ -1,0 +1,167 @@
+// The table designer without its window: the designed dataset, the private
+// working table holding every edit, the two dirty flags that keep structure
+// and index edits apart, the key columns, the change list, and the apply
+// sequence that pushes the edits to the engine. What needs a person (message
+// boxes, the confirmation, the password) or shows progress goes through
+// ITableDesignerView, which the form and the command line implement.
+#pragma once
+
+#include "designer/core/ostmodifications.h"
+#include "engine/ostdataset.h"
+#include "engine/sysutils.h"
+
+#include <QList>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+#include <memory>
+
+
+// A refused edit inside the designer.
+class EOstTableDesigner : public Exception {
+public:
+    using Exception::Exception;
+};
+
+class ITableDesignerView {
+public:
+    enum TAnswer { Yes, No };
+    virtual ~ITableDesignerView() = default;
+    virtual void ShowErrorMsg(const QString& text) = 0;
+    virtual void ShowInfoMsg(const QString& text) = 0;
+    virtual TAnswer GetQuestionResult(const QString& text) = 0;
+    // Shows the change list; true when the user confirmed it.
+    virtual bool ConfirmModifications(const TModifications& list) = 0;
+    // Asks for the password (and key) of an encryption method; empty when cancelled.
+    virtual QString GetEncryptionKey(int method) = 0;
+    // Restructure progress, 0 to 100; the view repaints before returning.
+    virtual void SetProgress(int percent) = 0;
+    virtual void SetStatusText(const QString& text) = 0;
+    // While busy, pages and buttons take no input.
+    virtual void SetBusy(bool busy) { Q_UNUSED(busy) }
+    virtual void FocusTableName() {}
+    // After an invalid record-id indication: select these columns on the General page.
+    virtual void SelectColumns(const QList<int>& positions) { Q_UNUSED(positions) }
+    // The working table was made anew: every page shows it again.
+    virtual void DefinitionsReloaded() {}
+    // Which column properties may change: structural ones, index-related ones.
+    virtual void AllowColumnChanges(bool fieldChange, bool indexChange) { Q_UNUSED(fieldChange) Q_UNUSED(indexChange) }
+};
+
+class TOstTableDesignerCore {
+public:
+    explicit TOstTableDesignerCore(ITableDesignerView* view);
+    ~TOstTableDesignerCore();
+    TOstTableDesignerCore(const TOstTableDesignerCore&) = delete;
+    TOstTableDesignerCore& operator=(const TOstTableDesignerCore&) = delete;
+
+    // ---- opening
+    // Must come before SetOstDataset; EOstTableDesigner afterwards.
+    void SetNewTable(bool value);
+    bool NewTable() const { return m_newTable; }
+    // Takes the dataset to design (not owned) and reads it.
+    void SetOstDataset(TOstDataSet* dataSet);
+    // Makes the working table anew from dataSet and reads the definitions.
+    void SetWorkingTable(TOstDataSet* dataSet);
+    TOstDataSet* Table() const { return m_table; }
+    // The designed dataset when it is a table, else nullptr.
+    TOstTable* DesignedTable() const;
+    TOstTable* WorkingTable() const { return m_working.get(); }
+    TOstFieldDefs& Columns() const;
+    bool ReadOnlyView() const { return m_readOnlyView; }
+    QString SavedIndexName() const { return m_savedIndexName; }
+
+    // After the working table's definitions were replaced as a whole (a
+    // definition file, say): the key columns are read from its primary index.
+    void WorkingTableReplaced();
+
+    QString EncryptionKey() const { return m_encryptionKey; }
+    void SetEncryptionKey(const QString& key) { m_encryptionKey = key; }
+
+    // ---- the edit guard
+    bool AllowEditStructure();
+    bool AllowEditIndexes();
+    void SetDirtyStructure(bool value);
+    void SetDirtyIndexes(bool value);
+    bool DirtyStructure() const { return m_dirtyStructure; }
+    bool DirtyIndexes() const { return m_dirtyIndexes; }
+    // Rebuilds the change list and sets both flags from it.
+    void UpdateDirtyFlags();
+
+    // ---- the change list
+    const TModifications& RefreshModificationsList();
+    const TModifications& Modifications() const { return m_modifications; }
+    bool ResetCollations() const { return m_resetCollations; }
+    bool NeedRestructure() const;
+
+    // ---- columns (positions are 0-based)
+    QString CalcNewColumnName(const QString& base, int start) const;
+    // Inserts a new column at position, named name or the next free "ColumnN".
+    TOstFieldDef* AddColumn(int position, const QString& name = QString());
+    void DeleteColumn(int position);
+    // Moves a column by delta places; returns its new position (unchanged
+    // when the move would leave the list).
+    int MoveColumn(int position, int delta);
+    void ExchangeColumn(int a, int b);
+    // The columns of the link types must name their table.
+    bool CheckLinkFields() const;
+    // After a column was renamed in the property editor: a key column keeps
+    // its place in the key under its new name.
+    void ColumnRenamed(const QString& oldName, const QString& newName);
+
+    // ---- the primary key
+    const QStringList& KeyFields() const { return m_keyFields; }
+    const QStringList& StoredKeyFields() const { return m_storedKeyFields; }
+    bool ColumnIsPrimaryIndex(const QString& name) const { return m_keyFields.contains(name); }
+    // Adds the column to the key or takes it out.
+    void ToggleKeyField(const TOstFieldDef* def);
+    void AddKeyField(const TOstFieldDef* def);
+    void RemoveKeyField(const TOstFieldDef* def);
+    void SetPrimaryKey();
+    static void ReadKeyFields(QStringList& list, TOstTable& table);
+    static TIndexDef* GetPrimaryIndex(TOstTable& table);
+
+    // ---- applying
+    // The Apply button: checks, confirmation, then the engine; true when applied.
+    bool Apply();
+    bool ApplyTableChanges();
+    bool ApplyIndexChanges(int phase);
+    bool ChangesApplied() const { return m_changesApplied; }
+
+    // ---- closing
+    // Whether the designer may close; asks when edits would be lost.
+    bool CloseQuery();
+    // Gives the designed table back the index it was using.
+    void RestoreIndexName();
+
+    // The progress callback handed to the engine.
+    void SetProgress(QObject* sender, int percent, bool& abort);
+
+private:
+    void ReadDefinitions();
+    void Error(const QString& text) { m_view->ShowErrorMsg(text); }
+    void CopyToTable(TOstTable& t);
+    void AlignPrimaryIndex(TOstTable& t);
+
+    ITableDesignerView* m_view;
+    QPointer<TOstDataSet> m_table;
+    std::unique_ptr<TOstTable> m_working;
+    TModifications m_modifications;
+    QStringList m_keyFields, m_storedKeyFields;
+    QString m_encryptionKey, m_savedIndexName;
+    bool m_newTable = false, m_readOnlyView = false, m_dirtyStructure = false, m_dirtyIndexes = false;
+    bool m_changesApplied = false, m_resetCollations = false;
+};
+
+// The texts the designer shows, as its users know them.
+namespace DesignerText {
+QString IndexesModified();   // structure edit refused
+QString StructureModified(); // index edit refused
+QString MissingTableName();
+QString NoChanges();
+QString NoColumns();
+QString LinkTableMissing();
+QString InvalidIndication();
+QString CancelChanges();
+QString CapacityRange();
+} // namespace DesignerText

@@ -1,0 +1,110 @@
+// The package's entry points and its property editors. A host loads the
+// package (its load-time initialisation installs the engine's password
+// handler) and then calls Register once, which puts the engine's components
+// on the palette page "Ostra" and binds the component and property editors
+// to them.
+#pragma once
+
+#include "studio/designintf/propertyeditor.h"
+
+#include <QtGlobal>
+
+extern "C" {
+Q_DECL_EXPORT void Register();
+// A line for the host's list of packages.
+Q_DECL_EXPORT const char* OstraPackageDescription();
+}
+
+class TComponent;
+class TOstDataSet;
+class TOstDatabase;
+class TOstTable;
+
+// Name of a database component; renaming it renames the DatabaseName of the
+// tables and queries of the same module that used the old name.
+class TOstDatabaseNameProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+    void SetValue(const QString& value) override;
+};
+
+class TOstDatabaseLocationProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+};
+
+// The private directory, chosen in a folder chooser.
+class TOstDatabasePrivateDirProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    void Edit() override;
+};
+
+class TOstDataSetDatabaseNameProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+};
+
+// The table names of the table's database, sorted.
+class TOstTableTableNameProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    void GetValues(QStringList& values) const override;
+};
+
+// The names of the table's indexes / fulltext indexes, sorted.
+class TOstTableIndexNameProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    void GetValues(QStringList& values) const override;
+};
+
+class TOstTableFulltextIndexNameProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    void GetValues(QStringList& values) const override;
+};
+
+// The batch move's report file, chosen in a file chooser.
+class TOstBatchMoveFileNameProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    void Edit() override;
+};
+
+// The enumeration columns of the value set's dataset.
+class TOstEnumFieldProperty : public TDBStringProperty {
+public:
+    using TDBStringProperty::TDBStringProperty;
+    TDataSet* GetDataSet() const override;
+    void GetValues(QStringList& values) const override;
+};
+
+// The blob columns of the blob provider's dataset.
+class TOstBlobproviderFieldProperty : public TDBStringProperty {
+public:
+    using TDBStringProperty::TDBStringProperty;
+    TDataSet* GetDataSet() const override;
+    void GetValues(QStringList& values) const override;
+};
+
+// A query's SQL: shown on one line, edited line by line in a dialog.
+class TOstSQLBuilderProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    QString GetValue() const override;
+    void SetValue(const QString& value) override;
+    void Edit() override;
+};
+
+// The table names of the database a dataset's DatabaseName names: its
+// database component, or a temporary one for a bare location. Empty when
+// the database cannot be read.
+// module: the module whose database components come first.
+QStringList DatabaseTableNames(const QString& databaseName, const TComponent* module = nullptr);

@@ -1,0 +1,184 @@
+// The property editors that Register binds to the engine's components.
+#include "common/ostdialogservice.h"
+#include "common/rkdialogs.h"
+#include "engine/ostdataset.h"
+#include "engine/ostextcomps.h"
+#include "engine/ostquery.h"
+#include "ide/ostreg.h"
+#include "studio/designintf/designer.h"
+#include "studio/designintf/dsdesign.h"
+
+#include <QFileInfo>
+
+namespace {
+
+// An engine dataset's column definitions, read without leaving it open.
+const TOstFieldDefs* EngineColumns(TDataSet* ds) {
+    auto* ods = qobject_cast<TOstDataSet*>(ds);
+    if (!ods) return nullptr;
+    if (!ods->Active()) {
+        if (auto* t = qobject_cast<TOstTable*>(ods)) t->ReadDefinitions();
+        else UpdateFieldDefs(ods);
+    }
+    return &ods->GetFieldDefsOst();
+}
+
+QStringList ColumnsOfTypes(TDataSet* ds, std::initializer_list<int> types) {
+    QStringList names;
+    const TOstFieldDefs* defs = EngineColumns(ds);
+    if (!defs) return names;
+    for (const TOstFieldDef* d : *defs)
+        if (std::find(types.begin(), types.end(), d->GetDataTypeOst()) != types.end()) names.append(d->GetName());
+    return names;
+}
+
+// The definitions of a closed table are read from its file first.
+TOstTable* TableWithDefinitions(TComponent* c) {
+    auto* t = qobject_cast<TOstTable*>(c);
+    if (t && !t->Active() && !t->GetTableName().isEmpty() && t->GetDatabase()) t->ReadDefinitions();
+    return t;
+}
+
+} // namespace
+
+QStringList DatabaseTableNames(const QString& databaseName, const TComponent* module) {
+    QStringList names;
+    if (databaseName.trimmed().isEmpty()) return names;
+    TOstDatabase* db = nullptr;
+    if (module)
+        for (TComponent* c : module->Components())
+            if (auto* d = qobject_cast<TOstDatabase*>(c); d && d->GetDatabaseName().compare(databaseName, Qt::CaseInsensitive) == 0)
+                db = d;
+    if (!db) db = FindOstDatabase(databaseName);
+    if (db) {
+        db->GetTableNames(names, false);
+        return names;
+    }
+    // A bare location: a temporary database there, always freed.
+    const std::unique_ptr<TOstDatabase> temp = std::make_unique<TOstDatabase>(nullptr);
+    const QFileInfo fi(databaseName);
+    temp->SetDatabaseName(databaseName);
+    temp->SetLocation(databaseName);
+    temp->SetDatabaseType(fi.isFile() || fi.suffix().compare(QStringLiteral("ostd"), Qt::CaseInsensitive) == 0
+                              ? dbtSingleFile : dbtDirectory);
+    temp->SetConnected(true);
+    temp->GetTableNames(names, false);
+    temp->SetConnected(false);
+    return names;
+}
+
+// ---------------------------------------------------------------- databases
+
+void TOstDatabaseNameProperty::SetValue(const QString& value) {
+    auto* db = qobject_cast<TOstDatabase*>(GetComponent());
+    const QString old = db ? db->GetDatabaseName() : QString();
+    IDesigner* d = Designer();
+    if (d) d->BeginUndoGroup(QStringLiteral("Rename database %1").arg(old));
+    try {
+        TStringProperty::SetValue(value);
+        const QString now = db ? db->GetDatabaseName() : QString();
+        if (db && db->Owner() && now != old && !old.isEmpty())
+            for (TComponent* c : db->Owner()->Components()) {
+                auto* ds = qobject_cast<TOstDataSet*>(c);
+                if (!ds || ds->GetDatabaseName().compare(old, Qt::CaseInsensitive) != 0) continue;
+                if (d) d->SetProperty(ds, QStringLiteral("DatabaseName"), now);
+                else ds->SetDatabaseName(now);
+            }
+    } catch (...) {
+        if (d) d->EndUndoGroup();
+        throw;
+    }
+    if (d) d->EndUndoGroup();
+}
+
+TPropertyAttributes TOstDatabasePrivateDirProperty::GetAttributes() const {
+    return TStringProperty::GetAttributes() | paDialog;
+}
+
+void TOstDatabasePrivateDirProperty::Edit() {
+    QString dir;
+    if (rkSelectDirectory(QStringLiteral("Directory"), QString(), dir)) SetValue(dir);
+}
+
+// ---------------------------------------------------------------- tables
+
+TPropertyAttributes TOstTableTableNameProperty::GetAttributes() const {
+    return TStringProperty::GetAttributes() | paValueList | paSortList;
+}
+
+void TOstTableTableNameProperty::GetValues(QStringList& values) const {
+    auto* t = qobject_cast<TOstTable*>(GetComponent());
+    values = t ? DatabaseTableNames(t->GetDatabaseName(), t->Owner()) : QStringList();
+}
+
+TPropertyAttributes TOstTableIndexNameProperty::GetAttributes() const {
+    return TStringProperty::GetAttributes() | paValueList | paSortList;
+}
+
+void TOstTableIndexNameProperty::GetValues(QStringList& values) const {
+    values.clear();
+    if (TOstTable* t = TableWithDefinitions(GetComponent()))
+        for (const TIndexDef* ix : t->IndexDefs()) values.append(ix->Name);
+}
+
+TPropertyAttributes TOstTableFulltextIndexNameProperty::GetAttributes() const {
+    return TStringProperty::GetAttributes() | paValueList | paSortList;
+}
+
+void TOstTableFulltextIndexNameProperty::GetValues(QStringList& values) const {
+    values.clear();
+    if (TOstTable* t = TableWithDefinitions(GetComponent()))
+        for (int i = 0; i < t->FulltextIndexDefs().Count(); ++i)
+            values.append(t->FulltextIndexDefs().GetFulltextIndexDef(i)->Name);
+}
+
+// ---------------------------------------------------------------- batch move
+
+TPropertyAttributes TOstBatchMoveFileNameProperty::GetAttributes() const {
+    return TStringProperty::GetAttributes() | paDialog;
+}
+
+void TOstBatchMoveFileNameProperty::Edit() {
+    QString file = GetValue();
+    const QString dir = file.isEmpty() ? QString() : QFileInfo(file).absolutePath();
+    if (OstDialogs().OpenFileName(nullptr, QStringLiteral("File Name"),
+                                  QStringLiteral("Text files (*.txt)|*.txt|All files (*)|*"), dir, file))
+        SetValue(file);
+}
+
+// ---------------------------------------------------------------- columns of linked datasets
+
+TDataSet* TOstEnumFieldProperty::GetDataSet() const {
+    auto* set = qobject_cast<TOstEnumValueSet*>(GetComponent());
+    return set ? set->DataSet() : nullptr;
+}
+
+void TOstEnumFieldProperty::GetValues(QStringList& values) const { values = ColumnsOfTypes(GetDataSet(), {dtEnum}); }
+
+TDataSet* TOstBlobproviderFieldProperty::GetDataSet() const {
+    auto* provider = qobject_cast<TOstBlobProvider*>(GetComponent());
+    return provider ? provider->DataSet() : nullptr;
+}
+
+void TOstBlobproviderFieldProperty::GetValues(QStringList& values) const {
+    values = ColumnsOfTypes(GetDataSet(), {dtBlob, dtMemo, dtWideMemo});
+}
+
+// ---------------------------------------------------------------- SQL
+
+TPropertyAttributes TOstSQLBuilderProperty::GetAttributes() const {
+    return (TStringProperty::GetAttributes() | paDialog) & ~TPropertyAttributes(paMultiSelect);
+}
+
+QString TOstSQLBuilderProperty::GetValue() const {
+    return GetVariantValue().toStringList().join(u' ').simplified();
+}
+
+void TOstSQLBuilderProperty::SetValue(const QString& value) {
+    SetVariantValue(value.isEmpty() ? QStringList() : value.split(u'\n'));
+}
+
+void TOstSQLBuilderProperty::Edit() {
+    TStringsProperty lines(Designer(), {GetComponent()}, Property());
+    lines.Edit();
+}

@@ -1,0 +1,98 @@
+// Driving the table designer form from tests: message boxes answered from a
+// script, the difference dialog answered when it shows, the list's rows as
+// text, and focus moves that count as leaving a control.
+#pragma once
+
+#include "../common/modal_helper.h"
+#include "common/ostscripteddialogs.h"
+#include "designer/ostdifferencedlg.h"
+#include "designer/osttabledesigner.h"
+
+#include <QApplication>
+#include <QPushButton>
+#include <QTreeWidget>
+#include <QtTest>
+
+// The scripted dialog service for one test. A box the script did not expect
+// is answered with no button and recorded; Failures() lists them.
+class TDesignerDialogs {
+public:
+    TDesignerDialogs() : m_scope(&m_dialogs) {
+        m_dialogs.SetFailureHandler([this](const QString& message) { m_failures.append(message); });
+    }
+    TScriptedDialogService& operator*() { return m_dialogs; }
+    TScriptedDialogService* operator->() { return &m_dialogs; }
+    const QStringList& Failures() const { return m_failures; }
+    // "caption: text" of every message box shown so far.
+    QStringList Messages() const {
+        QStringList list;
+        for (const auto& call : m_dialogs.Calls())
+            if (call.Kind == TScriptedDialogService::TCallKind::Message)
+                list.append(call.Caption + ": " + call.Text);
+        return list;
+    }
+    QString LastMessage() const {
+        const QStringList list = Messages();
+        return list.isEmpty() ? QString() : list.last();
+    }
+
+private:
+    TScriptedDialogService m_dialogs;
+    TScopedDialogService m_scope;
+    QStringList m_failures;
+};
+
+inline QStringList Rows(const QTreeWidget* list, int columns) {
+    QStringList rows;
+    for (int i = 0; i < list->topLevelItemCount(); ++i) {
+        QStringList cells;
+        for (int c = 0; c < columns; ++c)
+            cells.append(list->topLevelItem(i)->text(c));
+        rows.append(cells.join(u'|'));
+    }
+    return rows;
+}
+
+// The column list: "position|name|type|size".
+inline QStringList ColumnRows(const TOstTableDesigner& designer) {
+    return Rows(designer.ColumnListView(), 4);
+}
+
+// Shows the designer as the active window, so that focus moves as a user's would.
+inline bool ShowActive(QWidget& w) {
+    w.show();
+    w.activateWindow();
+    return QTest::qWaitForWindowActive(&w);
+}
+
+// Focus moves only inside the active window; a dialog that was shown over
+// the designer may have left it inactive.
+inline bool Reactivate(QWidget& w) {
+    if (QApplication::activeWindow() == w.window()) return true;
+    w.window()->activateWindow();
+    return QTest::qWaitForWindowActive(w.window());
+}
+
+// Moves the focus to the column list: the control that had it is left.
+inline void LeaveToList(TOstTableDesigner& designer) {
+    Reactivate(designer);
+    designer.ColumnListView()->setFocus(Qt::TabFocusReason);
+    QCoreApplication::processEvents();
+}
+
+// Answers the next difference dialog with "&Ok" (or "&Cancel"); rows gets
+// its rows as "column|modification".
+inline void AnswerDifferences(QStringList* rows, bool ok = true) {
+    WhenShown<TTableStructureDifferenceDlg>(
+        [rows, ok](TTableStructureDifferenceDlg* dialog) {
+            if (rows) *rows = Rows(dialog->ListView(), 2);
+            (ok ? dialog->OkButton() : dialog->CancelButton())->click();
+        },
+        QStringLiteral("Modifications of Table Structure"));
+}
+
+// Clicks Apply with the difference dialog answered; rows as above.
+inline void ApplyConfirmed(TOstTableDesigner& designer, QStringList* rows = nullptr) {
+    AnswerDifferences(rows, true);
+    QTest::mouseClick(designer.ApplyBtn(), Qt::LeftButton);
+}

@@ -1,0 +1,487 @@
+// The table designer's properties panel (capacity, level, encryption with its
+// password, collation), a new encrypted table, the status bar with its
+// progress bar, and the boxes and dialogs placed over the designer by the
+// real dialog service. With OSTRA_SCREENSHOTS naming a folder, the last case
+// saves pictures of the designer there.
+#include "designer_helper.h"
+#include "tabledesigner_helper.h"
+
+#include "common/ostcentermessagebox.h"
+#include "designer/core/osttableprops.h"
+#include "designer/ostcolumnpropseditor.h"
+#include "setup/ostpasswordchangedlg.h"
+
+#include <QPainter>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QScreen>
+#include <QSpinBox>
+#include <QTabWidget>
+
+class TstTableDesignerProps : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase() { QLocale::setDefault(QLocale::c()); }
+    void capacityTakesThousandsSeparators();
+    void levelDecidesEncryptionAndKeys();
+    void collationNeedsLevelSix();
+    void newEncryptedTableAsksForThePassword();
+    void statusBarCarriesTheProgress();
+    void boxesAndDialogsStandOverTheDesigner();
+    void differenceDialogLayout();
+    void screenshots();
+};
+
+namespace {
+
+// Types into a control and leaves it for the column list.
+void TypeAndLeave(TOstTableDesigner& d, QWidget* control, const QString& text) {
+    QVERIFY(Reactivate(d));
+    control->setFocus(Qt::TabFocusReason);
+    QTRY_VERIFY(control->hasFocus());
+    if (auto* combo = qobject_cast<QComboBox*>(control); combo && combo->lineEdit())
+        combo->lineEdit()->selectAll();
+    if (auto* spin = qobject_cast<QAbstractSpinBox*>(control)) spin->selectAll();
+    if (auto* edit = qobject_cast<QLineEdit*>(control)) edit->selectAll();
+    QTest::keyClicks(control, text);
+    LeaveToList(d);
+}
+
+QStringList Items(const QComboBox* combo) {
+    QStringList items;
+    for (int i = 0; i < combo->count(); ++i)
+        items.append(combo->itemText(i));
+    return items;
+}
+
+std::unique_ptr<TOstTable> LevelFourTable(const QString& location) {
+    auto t = std::make_unique<TOstTable>();
+    t->SetDatabaseName(location);
+    t->SetTableName("Archive");
+    t->SetTableLevel(4);
+    t->GetFieldDefsOst().Add("Code", dtString, 10);
+    t->CreateTable();
+    t->Open();
+    return t;
+}
+
+QPoint CentredOver(const QWidget* owner, const QWidget* box) {
+    return CenteredPosition(TRect::FromQRect(owner->frameGeometry()), box->frameGeometry().size(),
+                            box->screen()->geometry().size());
+}
+
+// Answers the password change dialog with password twice, or cancels it.
+void AnswerPassword(const QString& password, int* method = nullptr) {
+    WhenShown<TOstPasswordChangeDialog>(
+        [=](TOstPasswordChangeDialog* d) {
+            if (method) *method = d->EncryptionMethod();
+            if (password.isEmpty()) {
+                d->CancelButton()->click();
+                return;
+            }
+            d->PasswordEdit()->setText(password);
+            d->ConfirmEdit()->setFocus(Qt::TabFocusReason);
+            d->ConfirmEdit()->setText(password);
+            d->OkButton()->click();
+        },
+        QStringLiteral("Enter Password"));
+}
+
+} // namespace
+
+void TstTableDesignerProps::capacityTakesThousandsSeparators() {
+    PeopleTable people;
+    TDesignerDialogs dialogs;
+    TOstTableDesigner designer;
+    designer.SetOstDataset(people.table.get());
+    QVERIFY(ShowActive(designer));
+    TOstTable* working = designer.Core().WorkingTable();
+    QComboBox* capacity = designer.CapacityComboBox();
+    QCOMPARE(capacity->currentText(), QStringLiteral("100,000"));
+    QCOMPARE(Items(capacity), CapacityItems());
+    QCOMPARE(capacity->toolTip(),
+             QStringLiteral(
+                 "Approximate maximum number of rows for the table. Lower value enhances performance."));
+
+    TypeAndLeave(designer, capacity, "250,000");
+    QCOMPARE(working->GetCapacity(), 250000);
+    TypeAndLeave(designer, capacity, "100.000"); // an entry of the list
+    QCOMPARE(working->GetCapacity(), 100000);
+
+    // Refused: the message, the focus back in the combo, the capacity kept;
+    // what was set before the capacity stays set.
+    const QString refused = QStringLiteral("Error: Capacity must be within 1000 and 2147483647");
+    designer.TableNameEdit()->setText("Persons");
+    for (const char* text : {"999", "abc", "99999999999"}) {
+        dialogs->Press(QMessageBox::Ok);
+        TypeAndLeave(designer, capacity, text);
+        QCOMPARE(dialogs.LastMessage(), refused);
+        QTRY_VERIFY(capacity->hasFocus());
+        QCOMPARE(working->GetCapacity(), 100000);
+    }
+    QCOMPARE(working->GetTableName(), QStringLiteral("Persons"));
+    QCOMPARE(designer.windowTitle(), QStringLiteral("Ostra Table Designer - Persons"));
+    TypeAndLeave(designer, capacity, "1000");
+    QCOMPARE(working->GetCapacity(), 1000);
+    QCOMPARE(dialogs.Messages().size(), 3);
+    QCOMPARE(dialogs.Failures(), QStringList());
+}
+
+void TstTableDesignerProps::levelDecidesEncryptionAndKeys() {
+    PeopleTable people;
+    auto archive = LevelFourTable(people.location);
+    TDesignerDialogs dialogs;
+    TOstTableDesigner designer;
+    designer.SetOstDataset(archive.get());
+    QVERIFY(ShowActive(designer));
+    TOstTable* working = designer.Core().WorkingTable();
+    QComboBox* encryption = designer.EncryptionTypComboBox();
+    QPushButton* pwd = designer.EncryptionKeyBtn();
+    QCOMPARE(designer.TableLevelSpinEdit()->value(), 4);
+    QCOMPARE(Items(encryption), QStringList({"Default", "None", "Protection", "Classic", "FastEncrypt",
+                                             "Blowfish", "Rijndael/AES"}));
+    QCOMPARE(encryption->currentText(), QStringLiteral("Default"));
+    QCOMPARE(pwd->text(), QStringLiteral("Pwd"));
+    QCOMPARE(pwd->toolTip(),
+             QStringLiteral("Choose a password according to the selected encryption method."));
+    QVERIFY(!pwd->isEnabled());
+    encryption->setCurrentText("None");
+    QVERIFY(!pwd->isEnabled());
+    encryption->setCurrentText("Protection");
+    QVERIFY(pwd->isEnabled());
+
+    // The password dialog gets the method chosen; cancelling it forgets the key.
+    encryption->setCurrentText("Blowfish");
+    int asked = -1;
+    AnswerPassword("secret1", &asked);
+    QTest::mouseClick(pwd, Qt::LeftButton);
+    QCOMPARE(asked, int(emBlowfish));
+    QCOMPARE(designer.Core().EncryptionKey(), QStringLiteral("secret1"));
+    QCOMPARE(working->GetEncryptionMethod(), int(emBlowfish));
+    AnswerPassword(QString());
+    QTest::mouseClick(pwd, Qt::LeftButton);
+    QCOMPARE(designer.Core().EncryptionKey(), QString());
+    AnswerPassword("secret2");
+    QTest::mouseClick(pwd, Qt::LeftButton);
+
+    // Level 3 offers no Blowfish: back to the default, no key, no "Pwd".
+    TypeAndLeave(designer, designer.TableLevelSpinEdit(), "3");
+    QCOMPARE(working->GetTableLevel(), 3);
+    QCOMPARE(Items(encryption), QStringList({"Default", "None", "Protection", "Classic"}));
+    QCOMPARE(encryption->currentText(), QStringLiteral("Default"));
+    QCOMPARE(working->GetEncryptionMethod(), int(emDefault));
+    QCOMPARE(designer.Core().EncryptionKey(), QString());
+    QVERIFY(!pwd->isEnabled());
+    QVERIFY(!designer.PrimaryKeyAct()->isEnabled());
+
+    // A method the lower level still offers stays, with its key.
+    encryption->setCurrentText("Classic");
+    AnswerPassword("secret;42");
+    QTest::mouseClick(pwd, Qt::LeftButton);
+    TypeAndLeave(designer, designer.TableLevelSpinEdit(), "2");
+    QCOMPARE(encryption->currentText(), QStringLiteral("Classic"));
+    QCOMPARE(designer.Core().EncryptionKey(), QStringLiteral("secret;42"));
+    QCOMPARE(dialogs.Messages(), QStringList());
+}
+
+void TstTableDesignerProps::collationNeedsLevelSix() {
+    PeopleTable people;
+    TDesignerDialogs dialogs;
+    TOstTableDesigner designer;
+    designer.SetOstDataset(people.table.get());
+    QVERIFY(ShowActive(designer));
+    TOstTable* working = designer.Core().WorkingTable();
+    QComboBox* collation = designer.CollationsComboBox();
+    QCOMPARE(collation->currentText(), QStringLiteral("Ostra"));
+    QVERIFY(collation->isEnabled());
+    QCOMPARE(designer.AccentSensitiveCheckBox()->text(),
+             QStringLiteral("Sensitive for diacritics (accents)"));
+    QCOMPARE(designer.CaseSensitiveCheckBox()->text(), QStringLiteral("Case sensitive"));
+
+    // The engine's collation stands alone, whatever the boxes say.
+    designer.CaseSensitiveCheckBox()->click();
+    QCOMPARE(working->GetCollationName(), QStringLiteral("Ostra"));
+    QVERIFY(designer.Core().RefreshModificationsList().IsEmpty());
+
+    const int entry = collation->findText("de_DE") >= 0 ? collation->findText("de_DE") : 0;
+    const QString base = collation->itemText(entry);
+    QVERIFY(base != "Ostra");
+    collation->setCurrentIndex(entry);
+    QCOMPARE(working->GetCollationName(), base + "_cs_as");
+    designer.AccentSensitiveCheckBox()->click();
+    designer.CaseSensitiveCheckBox()->click();
+    QCOMPARE(working->GetCollationName(), base + "_ci_ai");
+
+    // Collations need level 6.
+    designer.TableLevelSpinEdit()->setValue(5);
+    QVERIFY(!collation->isEnabled());
+    designer.TableLevelSpinEdit()->setValue(6);
+    QVERIFY(collation->isEnabled());
+
+    // A stored collation is shown split into its entry and the boxes.
+    ApplyConfirmed(designer);
+    QCOMPARE(people.table->GetCollationName(), base + "_ci_ai");
+    QCOMPARE(collation->currentText(), base);
+    QVERIFY(!designer.CaseSensitiveCheckBox()->isChecked());
+    QVERIFY(!designer.AccentSensitiveCheckBox()->isChecked());
+    QCOMPARE(dialogs.Messages(), QStringList());
+}
+
+void TstTableDesignerProps::newEncryptedTableAsksForThePassword() {
+    PeopleTable people;
+    TOstTable orders;
+    orders.SetDatabaseName(people.location);
+    orders.SetTableName("Orders");
+    TDesignerDialogs dialogs;
+    TOstTableDesigner designer;
+    designer.SetNewTable(true);
+    designer.SetOstDataset(&orders);
+    QVERIFY(ShowActive(designer));
+    QVERIFY(designer.NewTable());
+    QCOMPARE(designer.ColumnListView()->topLevelItemCount(), 0);
+    designer.NewColumnAct()->trigger();
+    designer.EncryptionTypComboBox()->setCurrentText("Protection");
+    LeaveToList(designer);
+    designer.TableNameEdit()->setFocus(Qt::TabFocusReason);
+    LeaveToList(designer);
+    QCOMPARE(designer.Core().WorkingTable()->GetEncryptionMethod(), int(emProtection));
+
+    // No password, no table, and no question about the changes.
+    AnswerPassword(QString());
+    QTest::mouseClick(designer.ApplyBtn(), Qt::LeftButton);
+    QVERIFY(!orders.Exists());
+    QVERIFY(!designer.Core().ChangesApplied());
+
+    int asked = -1;
+    AnswerPassword("letmein", &asked);
+    QStringList differences;
+    ApplyConfirmed(designer, &differences);
+    QCOMPARE(asked, int(emProtection));
+    QVERIFY2(orders.Active(), qPrintable(dialogs.Messages().join(u'\n')));
+    QVERIFY(!designer.NewTable());
+    QCOMPARE(orders.GetEncryptionMethod(), int(emProtection));
+    QCOMPARE(orders.GetFieldDefsOst()[0]->GetName(), QStringLiteral("Column1"));
+    QVERIFY(differences.contains("1|Column1 added."));
+    QCOMPARE(dialogs.Messages(), QStringList());
+}
+
+void TstTableDesignerProps::statusBarCarriesTheProgress() {
+    PeopleTable people;
+    TOstTableDesigner designer;
+    designer.SetOstDataset(people.table.get());
+    QVERIFY(ShowActive(designer));
+    TDesignerStatusBar* bar = designer.TableDesignerStatusBar();
+    QProgressBar* progress = designer.ProgressBar();
+    QCOMPARE(bar->PanelRect(0).width(), 150);
+    QCOMPARE(progress->parentWidget(), bar);
+    // Laid over the owner-drawn panel, one pixel larger on every side, also after a resize.
+    QTRY_COMPARE(progress->geometry(), bar->PanelRect(1).adjusted(-1, -1, 1, 1));
+    designer.resize(designer.width() + 120, designer.height());
+    QTRY_COMPARE(progress->geometry(), bar->PanelRect(1).adjusted(-1, -1, 1, 1));
+    QVERIFY(bar->PanelRect(1).left() >= bar->PanelRect(0).right());
+
+    QVERIFY(!progress->isVisible());
+    designer.SetProgress(40);
+    QVERIFY(progress->isVisible());
+    QCOMPARE(progress->value(), 40);
+    designer.SetProgress(0);
+    QVERIFY(!progress->isVisible());
+    designer.SetProgress(70);
+    designer.SetStatusText("Creating index ByName ...");
+    QCOMPARE(bar->PanelText(), QStringLiteral("Creating index ByName ..."));
+    QVERIFY(!progress->isVisible());
+    QCOMPARE(progress->value(), 0);
+
+    // The page that becomes active names itself; a progress shown goes.
+    designer.SetProgress(55);
+    designer.DesignerPageControl()->setCurrentWidget(designer.IndexesPage());
+    QCOMPARE(bar->PanelText(), QStringLiteral("Indexes"));
+    QVERIFY(!progress->isVisible());
+    designer.DesignerPageControl()->setCurrentWidget(designer.GeneralPage());
+    QCOMPARE(bar->PanelText(), QStringLiteral("General"));
+
+    // While busy the pages and buttons take nothing.
+    designer.SetBusy(true);
+    QVERIFY(!designer.DesignerPageControl()->isEnabled());
+    QVERIFY(!designer.ApplyBtn()->isEnabled() && !designer.CloseBtn()->isEnabled());
+    designer.SetBusy(false);
+    QVERIFY(designer.DesignerPageControl()->isEnabled());
+    QVERIFY(designer.ApplyBtn()->isEnabled() && designer.CloseBtn()->isEnabled());
+    QVERIFY(!QApplication::overrideCursor());
+}
+
+void TstTableDesignerProps::boxesAndDialogsStandOverTheDesigner() {
+    PeopleTable people;
+    TOstTableDesigner designer;
+    designer.SetOstDataset(people.table.get());
+    designer.setGeometry(140, 110, 820, 560);
+    QFont font = designer.font();
+    font.setPointSize(font.pointSize() + 2);
+    designer.setFont(font);
+    QVERIFY(ShowActive(designer));
+
+    struct Case {
+        QString caption;
+        QMessageBox::Icon icon;
+        std::function<void()> show;
+    };
+    ITableDesignerView::TAnswer answer = ITableDesignerView::No;
+    const QList<Case> cases = {
+        {"Error", QMessageBox::Critical, [&] { designer.ShowErrorMsg("Something failed"); }},
+        {"Information", QMessageBox::Information, [&] { designer.ShowInfoMsg(DesignerText::NoChanges()); }},
+        {"Question", QMessageBox::Question,
+         [&] { answer = designer.GetQuestionResult(DesignerText::CancelChanges()); }},
+    };
+    for (const Case& c : cases) {
+        bool placed = false;
+        WhenShown<QMessageBox>(
+            [&](QMessageBox* box) {
+                QCOMPARE(box->parentWidget(), &designer);
+                QCOMPARE(box->icon(), c.icon);
+                QTRY_COMPARE_WITH_TIMEOUT(box->pos(), CentredOver(&designer, box), 1000);
+                placed = true;
+                box->button(c.icon == QMessageBox::Question ? QMessageBox::Yes : QMessageBox::Ok)->click();
+            },
+            c.caption);
+        c.show();
+        QVERIFY2(placed, qPrintable(c.caption));
+    }
+    QCOMPARE(answer, ITableDesignerView::Yes);
+
+    // The difference dialog: the designer's font, centred on it.
+    designer.Core().Columns()[2]->SetSize(25);
+    bool placed = false;
+    WhenShown<TTableStructureDifferenceDlg>([&](TTableStructureDifferenceDlg* dialog) {
+        QCOMPARE(dialog->font(), designer.font());
+        QTRY_COMPARE_WITH_TIMEOUT(dialog->pos(), CentredOver(&designer, dialog), 1000);
+        QCOMPARE(Rows(dialog->ListView(), 2), QStringList({"3|City extended."}));
+        placed = true;
+        dialog->CancelButton()->click();
+    });
+    QTest::mouseClick(designer.ApplyBtn(), Qt::LeftButton);
+    QVERIFY(placed);
+    QCOMPARE(people.table->GetFieldDefsOst()[2]->GetSize(), 20);
+}
+
+void TstTableDesignerProps::differenceDialogLayout() {
+    TTableStructureDifferenceDlg dialog;
+    QCOMPARE(dialog.windowTitle(), QStringLiteral("Modifications of Table Structure"));
+    QCOMPARE(dialog.Label()->text(), QStringLiteral("The following changes will be applied to the table"));
+    QCOMPARE(dialog.ListView()->headerItem()->text(0), QStringLiteral("Column"));
+    QCOMPARE(dialog.ListView()->headerItem()->text(1), QStringLiteral("Modification"));
+    QCOMPARE(dialog.ListView()->columnWidth(0), 60);
+    QCOMPARE(dialog.OkButton()->text(), QStringLiteral("&Ok"));
+    QCOMPARE(dialog.CancelButton()->text(), QStringLiteral("&Cancel"));
+    QVERIFY(dialog.OkButton()->isDefault());
+
+    TModifications list;
+    dialog.SetModifications(list);
+    QCOMPARE(Rows(dialog.ListView(), 2), QStringList({"|No changes to table structure"}));
+    list.Add(mtTable, "Persons", "People", 0, mdTableRenamed);
+    list.Add(mtColumn, "City", "City", 3, mdColumnTruncated);
+    dialog.SetModifications(list);
+    QCOMPARE(Rows(dialog.ListView(), 2), QStringList({"|Table renamend to Persons", "3|City truncated."}));
+
+    // Escape cancels, Enter confirms.
+    WhenShown<TTableStructureDifferenceDlg>(
+        [](TTableStructureDifferenceDlg* d) { QTest::keyClick(d, Qt::Key_Escape); });
+    QCOMPARE(dialog.exec(), int(QDialog::Rejected));
+    WhenShown<TTableStructureDifferenceDlg>(
+        [](TTableStructureDifferenceDlg* d) { QTest::keyClick(d, Qt::Key_Return); });
+    QCOMPARE(dialog.exec(), int(QDialog::Accepted));
+}
+
+void TstTableDesignerProps::screenshots() {
+    const QString folder = qEnvironmentVariable("OSTRA_SCREENSHOTS");
+    if (folder.isEmpty()) QSKIP("OSTRA_SCREENSHOTS names no folder");
+    QVERIFY(QDir().mkpath(folder));
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+
+    QTemporaryDir dir;
+    const QString location = dir.filePath("sales");
+    TOstDatabase db;
+    db.SetLocation(location);
+    db.CreateDatabase();
+    TOstTable customers;
+    customers.SetDatabaseName(location);
+    customers.SetTableName("Customers");
+    TOstFieldDefs& defs = customers.GetFieldDefsOst();
+    defs.Add("CustomerID", dtAutoInc, 0)->SetSpec("\"CustomerID\"");
+    defs.Add("Company", dtString, 60)->SetNullable(false);
+    defs.Add("Contact", dtString, 40);
+    defs.Add("Street", dtString, 60);
+    defs.Add("City", dtString, 30);
+    defs.Add("Country", dtString, 30);
+    defs.Add("Phone", dtString, 24);
+    defs.Add("CreditLimit", dtFloat, 0)->SetPrecision(2);
+    defs.Add("CustomerSince", dtDate, 0);
+    defs.Add("Active", dtBoolean, 0)->SetNullable(false);
+    defs.Add("Notes", dtMemo, 0);
+    customers.IndexDefs().Add("sys_primary", "CustomerID", ixPrimary | ixUnique);
+    customers.IndexDefs().Add("ByCompany", "Company", TIndexOptions());
+    customers.SetCapacity(250000);
+    customers.CreateTable();
+    customers.Open();
+    customers.AppendRecord({QVariant(), "Nordwind Handel", "Ines Berg", "Hafenstr. 4", "Hamburg", "Germany",
+                            "+49 40 1234", 25000.0, QDate(2019, 3, 1), true, QVariant()});
+    customers.AppendRecord({QVariant(), "Lumière Import", "Paul Roux", "12 rue Vieille", "Lyon", "France",
+                            "+33 4 7200", 18000.0, QDate(2021, 9, 14), true, QVariant()});
+
+    TOstTableDesigner designer;
+    designer.SetOstDataset(&customers);
+    designer.resize(960, 640);
+    QVERIFY(ShowActive(designer));
+    designer.ColumnListView()->setCurrentItem(designer.ColumnListView()->topLevelItem(1));
+    designer.DesignerPageControl()->setCurrentWidget(designer.ChecksPage());
+    designer.DesignerPageControl()->setCurrentWidget(designer.GeneralPage());
+    QTest::qWait(50);
+    QVERIFY(designer.grab().save(QDir(folder).filePath("designer-general.png")));
+
+    // Some edits, and the list that asks for their confirmation.
+    designer.Core().Columns()[2]->SetName("ContactName");
+    designer.Core().Columns()[4]->SetSize(40);
+    designer.Core().AddColumn(6, "Email")->SetSize(80);
+    designer.Core().DeleteColumn(10);
+    designer.Core().WorkingTable()->SetCapacity(1000000);
+    designer.UpdateColumnsListView(designer.Core().Columns()[6]);
+    // A dialog drawn over the designer where it stands, the designer dimmed.
+    auto over = [&designer](QWidget* top) {
+        QPixmap picture = designer.grab();
+        QPainter p(&picture);
+        p.fillRect(picture.rect(), QColor(0, 0, 0, 48));
+        p.drawPixmap(top->geometry().topLeft() - designer.geometry().topLeft(), top->grab());
+        return picture;
+    };
+    bool saved = false;
+    WhenShown<TTableStructureDifferenceDlg>([&](TTableStructureDifferenceDlg* dialog) {
+        QTest::qWait(50);
+        saved = over(dialog).save(QDir(folder).filePath("designer-differences.png"));
+        dialog->CancelButton()->click();
+    });
+    QTest::mouseClick(designer.ApplyBtn(), Qt::LeftButton);
+    QVERIFY(saved);
+
+    saved = false;
+    WhenShown<QMessageBox>(
+        [&](QMessageBox* box) {
+            QTest::qWait(50);
+            saved = over(box).save(QDir(folder).filePath("designer-error.png"));
+            box->button(QMessageBox::Ok)->click();
+        },
+        QStringLiteral("Error"));
+    QVERIFY(Reactivate(designer));
+    designer.CapacityComboBox()->setFocus(Qt::TabFocusReason);
+    QTRY_VERIFY(designer.CapacityComboBox()->hasFocus());
+    designer.CapacityComboBox()->setEditText("999");
+    LeaveToList(designer);
+    QVERIFY(saved);
+    QLocale::setDefault(QLocale::c());
+}
+
+QTEST_MAIN(TstTableDesignerProps)
+#include "tst_tabledesignerprops.moc"
