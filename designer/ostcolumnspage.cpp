@@ -2,6 +2,7 @@
 // the actions that add, delete, move and key columns, and the column
 // property editor beside the list. Every structural action asks the core's
 // edit guard first and has the dirty flags recomputed after it.
+#include "designer/core/ostcolumnpropscore.h"
 #include "designer/osttabledesigner.h"
 
 #include "designer/ostcolumnpropseditor.h"
@@ -217,6 +218,8 @@ void TOstTableDesigner::ColumnListViewSelectItem() {
 void TOstTableDesigner::UpdateColumnDefEditor() {
     TOstFieldDef* def = GetFieldDef(SelectedItem());
     m_columnPropertyEditor->SetFieldDef(def);
+    // "Create Index" shows whether the column has an index of its own.
+    m_columnPropertyEditor->Core().SetCreateIndex(m_core->ColumnHasOwnIndex(def));
     m_editedColumnName = def ? def->GetName() : QString();
 }
 
@@ -228,6 +231,8 @@ void TOstTableDesigner::ColumnPropertyEditorChangeValue(TColumnPropertyEditor* e
             m_core->ColumnRenamed(m_editedColumnName, def->GetName());
         // A second rename of the same column starts from this name.
         m_editedColumnName = def->GetName();
+        // "Create Index", once switched on, gives the column an index of its own.
+        if (editor->Core().CreateIndex()) m_core->AddColumnIndex(def);
         EditColumnListViewItem(item, m_columnList->indexOfTopLevelItem(item), def);
     }
     m_core->UpdateDirtyFlags();

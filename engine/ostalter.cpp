@@ -122,29 +122,20 @@ void FollowColumnChanges(const OstTableMeta& oldMeta, OstTableMeta& nm) {
         }
         return out.join(u';');
     };
-    QVector<OstIndexMeta> indexes;
-    for (OstIndexMeta ix : nm.indexes) {
-        bool drop = false, ignored = false;
-        ix.fields = map(ix.fields, drop);
-        ix.descFields = map(ix.descFields, ignored);
-        ix.caseInsFields = map(ix.caseInsFields, ignored);
-        if (!drop) indexes.append(ix);
-    }
-    nm.indexes = indexes;
-    QVector<OstFulltextMeta> fulltext;
-    for (OstFulltextMeta ft : nm.fulltext) {
-        bool drop = false;
-        ft.fields = map(ft.fields, drop);
-        if (!drop) fulltext.append(ft);
-    }
-    nm.fulltext = fulltext;
-    QVector<OstForeignKeyMeta> fks;
-    for (OstForeignKeyMeta fk : nm.foreignKeys) {
-        bool drop = false;
-        fk.childFields = map(fk.childFields, drop);
-        if (!drop) fks.append(fk);
-    }
-    nm.foreignKeys = fks;
+    // Keeps a definition unless its first list names a dropped column.
+    auto follow = [&](auto& defs, auto list, auto... moreLists) {
+        std::remove_reference_t<decltype(defs)> kept;
+        for (auto def : defs) {
+            bool drop = false, ignored = false;
+            def.*list = map(def.*list, drop);
+            ((def.*moreLists = map(def.*moreLists, ignored)), ...);
+            if (!drop) kept.append(def);
+        }
+        defs = kept;
+    };
+    follow(nm.indexes, &OstIndexMeta::fields, &OstIndexMeta::descFields, &OstIndexMeta::caseInsFields);
+    follow(nm.fulltext, &OstFulltextMeta::fields);
+    follow(nm.foreignKeys, &OstForeignKeyMeta::childFields);
     for (OstColumnMeta& c : nm.columns) {
         if (c.type != dtAutoInc || c.spec.trimmed().isEmpty()) continue;
         const QString ind = c.spec.trimmed();

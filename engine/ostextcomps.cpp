@@ -6,35 +6,34 @@
 
 #include <QBuffer>
 
-namespace {
+// ---------------------------------------------------------------- TOstDataSourceLink
 
-QString NameOf(const TComponent* c, const char* fallback) {
-    return c->GetName().isEmpty() ? QString::fromLatin1(fallback) : c->GetName();
-}
+TDataSource* TOstDataSourceLink::GetDataSource() const { return Referenced<TDataSource>(m_dataSource); }
 
-TField* OpenField(const TComponent* owner, TDataSet* ds, const QString& fieldName, const char* what) {
-    if (!ds) throw EDatabaseError(QStringLiteral("%1: no dataset").arg(NameOf(owner, what)));
-    if (!ds->Active()) throw EDatabaseError(QStringLiteral("%1: dataset %2 is closed").arg(NameOf(owner, what), ds->GetName()));
-    return ds->FieldByName(fieldName);
-}
-
-} // namespace
-
-// ---------------------------------------------------------------- TOstEnumValueSet
-
-TOstEnumValueSet::TOstEnumValueSet(TComponent* owner) : TComponent(owner) {}
-TOstEnumValueSet::~TOstEnumValueSet() = default;
-
-TDataSource* TOstEnumValueSet::GetDataSource() const { return Referenced<TDataSource>(m_dataSource); }
-
-TDataSet* TOstEnumValueSet::DataSet() const {
+TDataSet* TOstDataSourceLink::DataSet() const {
     const TDataSource* src = GetDataSource();
     return src ? src->DataSet() : nullptr;
 }
 
+QString TOstDataSourceLink::DisplayName() const {
+    return GetName().isEmpty() ? QString::fromLatin1(metaObject()->className()) : GetName();
+}
+
+TField* TOstDataSourceLink::OpenField(const QString& fieldName) const {
+    TDataSet* ds = DataSet();
+    if (!ds) throw EDatabaseError(QStringLiteral("%1: no dataset").arg(DisplayName()));
+    if (!ds->Active()) throw EDatabaseError(QStringLiteral("%1: dataset %2 is closed").arg(DisplayName(), ds->GetName()));
+    return ds->FieldByName(fieldName);
+}
+
+// ---------------------------------------------------------------- TOstEnumValueSet
+
+TOstEnumValueSet::TOstEnumValueSet(TComponent* owner) : TOstDataSourceLink(owner) {}
+TOstEnumValueSet::~TOstEnumValueSet() = default;
+
 QStringList TOstEnumValueSet::Values() const {
     auto* ds = qobject_cast<TOstDataSet*>(DataSet());
-    const QString me = NameOf(this, "TOstEnumValueSet");
+    const QString me = DisplayName();
     if (!ds) throw EDatabaseError(QStringLiteral("%1: no engine dataset").arg(me));
     if (auto* t = qobject_cast<TOstTable*>(ds); t && !t->Active() && t->GetFieldDefsOst().Count() == 0) t->ReadDefinitions();
     const int i = ds->GetFieldDefsOst().IndexOf(m_enumField);
@@ -47,30 +46,21 @@ QStringList TOstEnumValueSet::Values() const {
 
 int TOstEnumValueSet::IndexOfValue(const QString& value) const { return Values().indexOf(value); }
 
-TField* TOstEnumValueSet::Field() const { return OpenField(this, DataSet(), m_enumField, "TOstEnumValueSet"); }
-
-QString TOstEnumValueSet::CurrentValue() const { return Field()->AsString(); }
+QString TOstEnumValueSet::CurrentValue() const { return OpenField(m_enumField)->AsString(); }
 
 void TOstEnumValueSet::SetCurrentValue(const QString& value) const {
     if (!Values().contains(value))
         throw EDatabaseError(QStringLiteral("'%1' is not a value of field '%2'").arg(value, m_enumField));
-    Field()->SetAsString(value);
+    OpenField(m_enumField)->SetAsString(value);
 }
 
 // ---------------------------------------------------------------- TOstBlobProvider
 
-TOstBlobProvider::TOstBlobProvider(TComponent* owner) : TComponent(owner) {}
+TOstBlobProvider::TOstBlobProvider(TComponent* owner) : TOstDataSourceLink(owner) {}
 TOstBlobProvider::~TOstBlobProvider() = default;
 
-TDataSource* TOstBlobProvider::GetDataSource() const { return Referenced<TDataSource>(m_dataSource); }
-
-TDataSet* TOstBlobProvider::DataSet() const {
-    const TDataSource* src = GetDataSource();
-    return src ? src->DataSet() : nullptr;
-}
-
 QByteArray TOstBlobProvider::GetBlob() const {
-    const TField* f = OpenField(this, DataSet(), m_fieldName, "TOstBlobProvider");
+    const TField* f = OpenField(m_fieldName);
     if (f->IsNull()) return QByteArray();
     const QVariant v = f->Value();
     return v.typeId() == QMetaType::QByteArray ? v.toByteArray() : v.toString().toUtf8();

@@ -16,23 +16,42 @@ class TDataSet;
 class TDataSource;
 class TField;
 
-class TOstEnumValueSet : public TComponent {
+// What both have: the data source (a TDataSource of the same owner) that
+// leads to their dataset.
+class TOstDataSourceLink : public TComponent {
     Q_OBJECT
     Q_CLASSINFO("reference:DataSource", "TDataSource")
     Q_PROPERTY(QString DataSource READ GetDataSourceName WRITE SetDataSourceName)
+
+public:
+    using TComponent::TComponent;
+    QString GetDataSourceName() const { return m_dataSource; }
+    void SetDataSourceName(const QString& name) { m_dataSource = name; }
+    TDataSource* GetDataSource() const;
+    // The data source's dataset, or nullptr.
+    TDataSet* DataSet() const;
+
+protected:
+    // The column of the open dataset; EDatabaseError naming this component
+    // when there is no dataset, it is closed, or has no such column.
+    TField* OpenField(const QString& fieldName) const;
+    QString DisplayName() const;
+
+private:
+    QString m_dataSource;
+};
+
+class TOstEnumValueSet : public TOstDataSourceLink {
+    Q_OBJECT
     Q_PROPERTY(QString EnumField READ GetEnumField WRITE SetEnumField)
 
 public:
     explicit TOstEnumValueSet(TComponent* owner = nullptr);
     ~TOstEnumValueSet() override;
 
-    QString GetDataSourceName() const { return m_dataSource; }
-    void SetDataSourceName(const QString& name) { m_dataSource = name; }
     QString GetEnumField() const { return m_enumField; }
     void SetEnumField(const QString& name) { m_enumField = name; }
 
-    TDataSource* GetDataSource() const;
-    TDataSet* DataSet() const;
     // The values of the enumeration column, in their defined order. Read from
     // the dataset's column definitions (an engine table need not be open).
     // EDatabaseError when the column is missing or is not an enumeration.
@@ -46,27 +65,20 @@ public:
     void SetCurrentValue(const QString& value) const;
 
 private:
-    TField* Field() const;
-    QString m_dataSource, m_enumField;
+    QString m_enumField;
 };
 
-class TOstBlobProvider : public TComponent {
+class TOstBlobProvider : public TOstDataSourceLink {
     Q_OBJECT
-    Q_CLASSINFO("reference:DataSource", "TDataSource")
-    Q_PROPERTY(QString DataSource READ GetDataSourceName WRITE SetDataSourceName)
     Q_PROPERTY(QString FieldName READ GetFieldName WRITE SetFieldName)
 
 public:
     explicit TOstBlobProvider(TComponent* owner = nullptr);
     ~TOstBlobProvider() override;
 
-    QString GetDataSourceName() const { return m_dataSource; }
-    void SetDataSourceName(const QString& name) { m_dataSource = name; }
     QString GetFieldName() const { return m_fieldName; }
     void SetFieldName(const QString& name) { m_fieldName = name; }
 
-    TDataSource* GetDataSource() const;
-    TDataSet* DataSet() const;
     // Content of the column in the current record of the open dataset; empty
     // for null. EDatabaseError without an open dataset or with an unknown column.
     QByteArray GetBlob() const;
@@ -79,5 +91,5 @@ public:
     static QString ContentTypeOf(const QByteArray& data);
 
 private:
-    QString m_dataSource, m_fieldName;
+    QString m_fieldName;
 };

@@ -265,6 +265,23 @@ void TOstTableDesignerCore::ColumnRenamed(const QString& oldName, const QString&
     SetPrimaryKey();
 }
 
+bool TOstTableDesignerCore::ColumnHasOwnIndex(const TOstFieldDef* def) const {
+    if (!def || !m_working) return false;
+    for (const TIndexDef* ix : m_working->IndexDefs())
+        if (!ix->Options.testFlag(ixExpression) && ix->Fields.compare(def->GetName(), Qt::CaseInsensitive) == 0)
+            return true;
+    return false;
+}
+
+TIndexDef* TOstTableDesignerCore::AddColumnIndex(const TOstFieldDef* def) {
+    if (!def || ColumnHasOwnIndex(def)) return nullptr;
+    TIndexDefs& indexes = m_working->IndexDefs();
+    QString name = def->GetName();
+    for (int n = 2; indexes.IndexOf(name) >= 0 || IsSystemIndex(name, false); ++n)
+        name = QStringLiteral("By%1%2").arg(def->GetName()).arg(n == 2 ? QString() : QString::number(n));
+    return indexes.Add(name, def->GetName(), TIndexOptions());
+}
+
 // ---------------------------------------------------------------- the primary key
 
 void TOstTableDesignerCore::ToggleKeyField(const TOstFieldDef* def) {

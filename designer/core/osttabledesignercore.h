@@ -108,6 +108,11 @@ public:
     // After a column was renamed in the property editor: a key column keeps
     // its place in the key under its new name.
     void ColumnRenamed(const QString& oldName, const QString& newName);
+    // "Create Index" of a column: an index over the column alone, named after
+    // it, unless one exists already. Returns the index added, or nullptr.
+    TIndexDef* AddColumnIndex(const TOstFieldDef* def);
+    // Whether an index (not an expression) covers exactly this column.
+    bool ColumnHasOwnIndex(const TOstFieldDef* def) const;
 
     // ---- the primary key
     const QStringList& KeyFields() const { return m_keyFields; }

@@ -19,6 +19,7 @@ private slots:
     void editGuardKeepsStructureAndIndexesApart();
     void primaryKeyFollowsTheColumns();
     void tablePropertiesAndCollationReset();
+    void retypeEncryptAndIndexAColumn();
     void invalidIndicationSelectsTheAutoIncColumns();
     void newTableIsCreatedOnApply();
     void nothingToApplyAndClosing();
@@ -226,6 +227,35 @@ void TstDesignerCore::tablePropertiesAndCollationReset() {
     QCOMPARE(people.table->GetTableLevel(), 5);
     QCOMPARE(people.table->GetCollationName(), QStringLiteral("Ostra"));
     QCOMPARE(people.Column("SELECT Name FROM People ORDER BY Name"), QStringList({"Ann", "Bob", "Cid"}));
+}
+
+void TstDesignerCore::retypeEncryptAndIndexAColumn() {
+    PeopleTable people;
+    TRecordingView view;
+    TOstTableDesignerCore core(&view);
+    core.SetOstDataset(people.table.get());
+    TOstFieldDefs& cols = core.Columns();
+    cols[3]->SetDataTypeOst(dtString);
+    cols[3]->SetSize(6);
+    core.WorkingTable()->SetEncryptionMethod(emRijndael);
+    core.SetEncryptionKey("secret;2");
+    // "Create Index": City has its own index already, Name gets one named after it.
+    QVERIFY(core.ColumnHasOwnIndex(cols[2]));
+    QVERIFY(!core.AddColumnIndex(cols[2]));
+    QVERIFY(!core.ColumnHasOwnIndex(cols[1]));
+    const TIndexDef* byName = core.AddColumnIndex(cols[1]);
+    QVERIFY(byName);
+    QCOMPARE(byName->Name, QStringLiteral("Name"));
+    QVERIFY(!core.AddColumnIndex(cols[1]));
+    QCOMPARE(Texts(core.RefreshModificationsList()),
+             QStringList({" Protection/encryption of table changed.", "4 Age column type changed .", " Index Name added"}));
+    APPLIED(core, view);
+    QCOMPARE(people.table->GetEncryptionMethod(), int(emRijndael));
+    QCOMPARE(people.table->GetFieldDefsOst()[3]->GetDataTypeOst(), int(dtString));
+    QVERIFY(people.table->IndexDefs().Find("Name"));
+    QCOMPARE(people.Column("SELECT Age FROM People ORDER BY Name"), QStringList({"31", "45", "27"}));
+    // The designer knows the key it was given: reopened, it lists nothing.
+    QVERIFY(core.RefreshModificationsList().IsEmpty());
 }
 
 void TstDesignerCore::invalidIndicationSelectsTheAutoIncColumns() {
