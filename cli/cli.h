@@ -31,6 +31,8 @@ struct Args {
     bool Has(const QString& flag) const { return flags.contains(flag); }
     // The value of a "--name=value" option; empty when it is not given.
     QString Value(const QString& name) const;
+    // The values of a "--name=value" option given several times, in order.
+    QStringList Values(const QString& name) const;
     // Raises UsageError unless every flag is one of allowed ("name=" allows
     // "--name=value") and the number of
     // positional arguments is within [minPos, maxPos].
@@ -81,5 +83,7 @@ int CmdAlter(const Args& a);
 int CmdSql(const Args& a);
 int CmdPlan(const Args& a);
 int CmdApply(const Args& a);
+int CmdSearch(const Args& a);
+int CmdCopy(const Args& a);
 
 } // namespace cli

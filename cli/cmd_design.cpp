@@ -2,6 +2,8 @@
 // core, so the command line lists and applies exactly what the designer's
 // Apply button would, in the same order and with the same texts.
 #include "cli.h"
+#include "password.h"
+#include "password.h"
 #include "designer/core/osttabledesignercore.h"
 #include "engine/ostdataset.h"
 #include "engine/ostquery.h"
@@ -11,7 +13,6 @@
 #include <QJsonObject>
 #include <QTextStream>
 #include <cstdio>
-#include <termios.h>
 #include <unistd.h>
 
 namespace cli {
@@ -19,23 +20,6 @@ namespace cli {
 namespace {
 
 bool StdinIsTerminal() { return isatty(STDIN_FILENO) == 1; }
-
-QString ReadLine(bool echo) {
-    termios saved{};
-    const bool hide = !echo && StdinIsTerminal() && tcgetattr(STDIN_FILENO, &saved) == 0;
-    if (hide) {
-        termios quiet = saved;
-        quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        tcsetattr(STDIN_FILENO, TCSANOW, &quiet);
-    }
-    QTextStream in(stdin);
-    const QString line = in.readLine();
-    if (hide) {
-        tcsetattr(STDIN_FILENO, TCSANOW, &saved);
-        Err(QStringLiteral("\n"));
-    }
-    return line;
-}
 
 // The designer's view on a terminal: messages on stderr, the change list on
 // stdout, questions on stdin, progress as one updating line.
@@ -69,7 +53,7 @@ public:
     QString GetEncryptionKey(int method) override {
         if (!m_password.isEmpty() || !StdinIsTerminal()) return m_password;
         Err(method == emClassic ? QStringLiteral("Password and key (password;key): ") : QStringLiteral("Password: "));
-        return ReadLine(false);
+        return ReadTerminalLine(false);
     }
     void SetProgress(int percent) override {
         if (!StderrIsTerminal()) return;
@@ -91,7 +75,7 @@ private:
         if (m_yes) return true;
         if (!StdinIsTerminal()) return false;
         Err(question + QStringLiteral(" [y/N] "));
-        const QString answer = ReadLine(true).trimmed().toLower();
+        const QString answer = ReadTerminalLine(true).trimmed().toLower();
         return answer == u"y" || answer == u"yes";
     }
     void EndProgress() {
@@ -124,7 +108,8 @@ int Design(const Args& a, bool apply) {
     TOstTable table(nullptr);
     table.SetDatabaseName(db.Name());
     table.SetTableName(stored.isEmpty() ? target : stored);
-    TTerminalView view(!apply, a.Has(QStringLiteral("yes")), def.value(QStringLiteral("password")).toString());
+    TTerminalView view(!apply, a.Has(QStringLiteral("yes")),
+                       def.value(QStringLiteral("password")).toString(CommandLinePassword()));
     TOstTableDesignerCore core(&view);
     // A table that does not exist yet is created, as the designer does for a new table.
     core.SetNewTable(stored.isEmpty());

@@ -1,5 +1,6 @@
 // Opening the database a command-line argument names.
 #include "cli.h"
+#include "password.h"
 
 #include "engine/ostdataset.h"
 
@@ -32,6 +33,7 @@ DatabaseRef::DatabaseRef(const QString& argument) {
     m_db->SetDatabaseName(ComponentName);
     m_db->SetLocation(m_location);
     m_db->SetDatabaseType(m_singleFile ? dbtSingleFile : dbtDirectory);
+    m_db->SetPassword(CommandLinePassword()); // for the database and for its tables
     m_db->Open();
 }
 

@@ -1,6 +1,7 @@
 // ostra: command-line access to Ostra databases - create databases and
 // tables, show and restructure table definitions, run SQL.
 #include "cli.h"
+#include "password.h"
 
 #include <QCoreApplication>
 #include <cstdio>
@@ -42,6 +43,20 @@ const char* const UsageText =
     "      statements report the rows they changed. STATEMENT \"-\" reads the\n"
     "      SQL text from standard input; several statements separated by \";\"\n"
     "      run in one transaction.\n"
+    "  search DB TABLE WORDS [--any] [--index=NAME] [--csv]\n"
+    "      Print the records a fulltext index finds, most relevant first, with\n"
+    "      their relevance. All words must occur (--any: one of them); \"OR\"\n"
+    "      between two words lets either occur; \"word*\" matches words starting\n"
+    "      with \"word\". NAME chooses the fulltext index (default: the first).\n"
+    "  copy SRC_DB SRC_TABLE DST_DB DST_TABLE [--mode=MODE] [--map=DEST=SRC]...\n"
+    "       [--report=FILE]\n"
+    "      Move the records of a table into a table of the same or another\n"
+    "      database, in one transaction. MODE: append (default), update,\n"
+    "      appendupdate, delete (update and delete match records by the\n"
+    "      destination's primary or first unique index) or copy (replace all\n"
+    "      records). --map pairs a destination column with a source column\n"
+    "      (default: columns of the same name). Records that cannot be moved\n"
+    "      are skipped and listed in FILE with the reason.\n"
     "\n"
     "DB is a database directory, an \".ostd\" file, or a table file \"DIR/NAME.dat\"\n"
     "(which stands for table NAME; describe then needs no TABLE).\n"
@@ -49,6 +64,10 @@ const char* const UsageText =
     "Options:\n"
     "  -h, --help     Show this text.\n"
     "  --version      Show the engine version.\n"
+    "  --password=PW  The password of encrypted tables and databases (with any\n"
+    "                 command). Without it, ostra asks on the terminal when a\n"
+    "                 file needs one; when standard input is not a terminal,\n"
+    "                 such a file is refused.\n"
     "\n"
     "Exit codes: 0 success, 1 failure, 2 wrong usage.\n";
 
@@ -93,7 +112,7 @@ int Dispatch(const Args& a) {
     } commands[] = {
         {"create-db", CmdCreateDb}, {"tables", CmdTables}, {"describe", CmdDescribe},
         {"create-table", CmdCreateTable}, {"alter", CmdAlter}, {"sql", CmdSql},
-        {"plan", CmdPlan}, {"apply", CmdApply},
+        {"plan", CmdPlan}, {"apply", CmdApply}, {"search", CmdSearch}, {"copy", CmdCopy},
     };
     for (const auto& c : commands)
         if (a.command == QLatin1String(c.name)) return c.run(a);
@@ -121,6 +140,14 @@ QString Args::Value(const QString& name) const {
     return QString();
 }
 
+QStringList Args::Values(const QString& name) const {
+    const QString prefix = name + u'=';
+    QStringList out;
+    for (const QString& f : flags)
+        if (f.startsWith(prefix)) out << f.mid(prefix.size());
+    return out;
+}
+
 void Out(const QString& text) {
     const QByteArray b = text.toUtf8();
     std::fwrite(b.constData(), 1, static_cast<size_t>(b.size()), stdout);
@@ -142,7 +169,9 @@ int main(int argc, char** argv) {
     using namespace cli;
     int rc = 1;
     try {
-        rc = Dispatch(Parse(QCoreApplication::arguments()));
+        Args args = Parse(QCoreApplication::arguments());
+        TakePasswordOption(args);
+        rc = Dispatch(args);
     } catch (const UsageError& e) {
         Err(QStringLiteral("ostra: %1\n\n").arg(e.Message()));
         PrintUsage(true);

@@ -4,8 +4,10 @@
 // and views survive; foreign keys are checked before the commit.
 #include "ostcollation.h"
 #include "ostconnection.h"
+#include "ostcryptaccess.h"
 #include "ostdataset.h"
 #include "ostfilter.h"
+#include "ostfulltext.h"
 #include "ostmeta.h"
 #include "ostschema.h"
 
@@ -126,7 +128,8 @@ void FollowColumnChanges(const OstTableMeta& oldMeta, OstTableMeta& nm) {
     auto follow = [&](auto& defs, auto list, auto... moreLists) {
         std::remove_reference_t<decltype(defs)> kept;
         for (auto def : defs) {
-            bool drop = false, ignored = false;
+            bool drop = false;
+            [[maybe_unused]] bool ignored = false; // the further lists only follow renames
             def.*list = map(def.*list, drop);
             ((def.*moreLists = map(def.*moreLists, ignored)), ...);
             if (!drop) kept.append(def);
@@ -170,11 +173,15 @@ public:
         c.Exec(QStringLiteral("PRAGMA legacy_alter_table=ON"));
         c.Begin();
         try {
-            if (sameTable && sameIndexes && sameColumns) {
+            // Fulltext indexes are taken down before a rebuild and built again over the copied rows.
+            const bool rebuild = !(sameTable && sameIndexes && sameColumns);
+            OstFulltextBeforeChange(c, loc, oldMeta, nm, rebuild);
+            if (!rebuild) {
                 c.WriteMeta(nm);
             } else {
                 Rebuild(c, loc, oldMeta, nm, progress);
             }
+            OstFulltextAfterChange(c, loc, oldMeta, nm, rebuild);
             c.BumpGeneration();
             c.CheckForeignKeys(name);
             progress(99);
@@ -343,13 +350,17 @@ void TOstTable::AlterTable() {
     }
     FollowColumnChanges(oldMeta, nm);
     OstValidateMeta(nm, c.get());
+    OstFulltextPrepare(*c, nm);
 
     const bool wasActive = Active();
     const qint64 id = wasActive ? RecordId() : 0;
     if (wasActive) Close();
     try {
         OstTableLock lock(c->TableFile(name), name, true);
+        // A new method or password writes the file anew first; a failure puts the old one back.
+        OstCryptRekey rekey(this, *c, name, nm.encryption);
         OstRestructure::Run(this, *c, oldMeta, nm);
+        rekey.Commit();
     } catch (...) {
         if (wasActive) { try { Open(); FindRecordId(id); } catch (...) {} }
         throw;

@@ -1,7 +1,9 @@
 #include "ostconnection.h"
 
 #include "ostcollation.h"
+#include "ostcryptaccess.h"
 #include "ostfilter.h"
+#include "ostfulltext.h"
 #include "ostmeta.h"
 #include "ostvalues.h"
 
@@ -165,6 +167,8 @@ OstConnection::OstConnection(const QString& location, bool singleFile, bool read
         throw EOstraError(OstErr::NotFound, QStringLiteral("Database directory \"%1\" does not exist").arg(location));
     if (singleFile && !QFileInfo::exists(location))
         throw EOstraError(OstErr::NotFound, QStringLiteral("Database file \"%1\" does not exist").arg(location));
+    // Files go through the engine's VFS; an encrypted database file is unlocked before SQLite reads it.
+    OstCryptBeforeOpen(*this);
     // A directory database creates table files through ATTACH, which inherits these flags.
     const int flags = (readOnly && singleFile ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE) | SQLITE_OPEN_NOMUTEX |
                       (singleFile ? 0 : SQLITE_OPEN_CREATE);
@@ -195,6 +199,7 @@ OstConnection::OstConnection(const QString& location, bool singleFile, bool read
 
 OstConnection::~OstConnection() {
     delete m_metaCache;
+    OstCryptConnectionClosed(*this);
     if (m_db) sqlite3_close_v2(m_db);
 }
 
@@ -203,6 +208,7 @@ void OstConnection::Configure() {
     sqlite3_busy_timeout(m_db, 5000);
     OstRegisterCollations(m_db);
     OstRegisterConvertFunction(m_db);
+    OstRegisterFulltext(m_db);
     Exec(QStringLiteral("PRAGMA temp_store=MEMORY"));
     Exec(QStringLiteral("PRAGMA foreign_keys=OFF"));
     Exec(QStringLiteral("PRAGMA recursive_triggers=ON"));
@@ -314,6 +320,7 @@ OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
         const QByteArray sql = QStringLiteral("DETACH %1").arg(OstQuoteIdent(alias)).toUtf8();
         sqlite3_exec(m_db, sql.constData(), nullptr, nullptr, nullptr);
     }
+    OstCryptBeforeAttach(*this, tableName, file, create);
     const QString alias = SchemaAlias(tableName);
     if (m_readOnly) {
         // A read-only database attaches its files through a URI that says so.
@@ -324,6 +331,7 @@ OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
     }
     m_attached.insert(key, alias);
     m_attachOrder.append(key);
+    OstCryptAfterAttach(*this, alias, file);
     if (create) EnsureMetaTable(OstQuoteIdent(alias));
     return {OstQuoteIdent(alias), OstQuoteIdent(tableName)};
 }
@@ -333,7 +341,16 @@ void OstConnection::Release(const QString& tableName) {
     const QString key = tableName.toLower();
     auto it = m_attached.find(key);
     if (it == m_attached.end()) return;
-    // Temporary triggers on the file go with it; they are rebuilt on demand.
+    // Temporary triggers on the table are rebuilt on demand. They are dropped
+    // first: a detach leaves them behind in the temp schema, where they break
+    // a rename of the table ("error in trigger ... after rename").
+    QStringList triggers;
+    {
+        OstStmt st(m_db, QStringLiteral("SELECT name FROM temp.sqlite_master WHERE type = 'trigger' AND tbl_name = ?1 COLLATE NOCASE"));
+        st.Bind(1, tableName);
+        while (st.Step()) triggers << st.Text(0);
+    }
+    for (const QString& t : triggers) Exec(QStringLiteral("DROP TRIGGER temp.%1").arg(OstQuoteIdent(t)));
     const QString alias = it.value();
     Exec(QStringLiteral("DETACH %1").arg(OstQuoteIdent(alias)));
     m_attached.erase(it);
@@ -429,7 +446,8 @@ QList<OstTableMeta> OstConnection::AllMetas() {
         if (m_attached.contains(name.toLower())) {
             try { ok = ReadMeta(name, m); } catch (const EOstraError&) { ok = false; }
         } else {
-            ok = ReadMetaFromFile(dir.filePath(f), name, m, m_readOnly);
+            // An encrypted table whose password is not known yet is listed by its name.
+            ok = !OstCryptUnlockQuietly(*this, dir.filePath(f)) || ReadMetaFromFile(dir.filePath(f), name, m, m_readOnly);
         }
         if (!ok) continue; // not a table file of ours
         m.name = name;

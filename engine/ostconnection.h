@@ -149,3 +149,16 @@ private:
 QString OstMetaTableName();
 // Rewords SQLite constraint and trigger messages into the engine's terms.
 EOstraError OstReword(const QString& raw, int16_t code);
+
+// Runs work inside one transaction (or savepoint) of the connection; rolls
+// back on any error and passes it on.
+template <class F> void OstInTransaction(OstConnection& c, F&& work) {
+    c.Begin();
+    try {
+        work();
+        c.Commit();
+    } catch (...) {
+        c.Rollback();
+        throw;
+    }
+}

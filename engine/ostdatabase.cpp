@@ -1,6 +1,7 @@
 #include "ostdatabase.h"
 
 #include "ostconnection.h"
+#include "ostcryptaccess.h"
 #include "ostfilter.h"
 #include "ostmeta.h"
 #include "ostschema.h"
@@ -104,8 +105,10 @@ void TOstDatabase::CreateDatabase() {
             throw EOstraError(OstErr::AlreadyExists, QStringLiteral("Database \"%1\" already exists").arg(loc));
         if (!QDir().mkpath(QFileInfo(loc).absolutePath()))
             throw EOstraError(OstErr::IoError, QStringLiteral("Cannot create the folder of \"%1\"").arg(loc));
+        OstCryptNewDatabase crypt(loc, m_encryptionMethod, m_password, m_databaseName); // raises before the file exists
         sqlite3* db = nullptr;
         int rc = sqlite3_open_v2(QFile::encodeName(loc).constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+        if (rc == SQLITE_OK) crypt.Prepare(db);
         if (rc == SQLITE_OK)
             rc = sqlite3_exec(db, "PRAGMA application_id=1330861124; PRAGMA user_version=6; VACUUM;", nullptr, nullptr, nullptr);
         sqlite3_close(db);

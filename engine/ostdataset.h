@@ -125,7 +125,7 @@ public:
     void SetIndexName(const QString& name);
     // The fulltext index that word searches of this table use.
     QString GetFulltextIndexName() const { return m_fulltextIndexName; }
-    void SetFulltextIndexName(const QString& name) { m_fulltextIndexName = name; }
+    void SetFulltextIndexName(const QString& name); // an open filtered table filters again
     bool GetExclusive() const { return m_exclusive; }
     void SetExclusive(bool v);
     bool GetReadOnly() const { return m_readOnly; }

@@ -4,7 +4,8 @@
 //
 //   or         := and { OR and }
 //   and        := not { AND not }
-//   not        := NOT not | comparison                 (filters also: "(" or ")")
+//   not        := NOT not | comparison                 (filters also: "(" or ")", and
+//                 CONTAINS "(" [name ","] 'words' ["," 'any'|'all'] ")" when fulltext is available)
 //   comparison := operand [ cmpop operand | [NOT] LIKE operand | IS [NOT] NULL ]
 //   operand    := filters: value | "-" number
 //                 native:  term { (+|-) term },   term := unary { (*|/) unary }
@@ -241,8 +242,8 @@ constexpr int FlatJoin = 32;       // longer AND/OR lists are joined as a balanc
 
 class Parser {
 public:
-    Parser(const QString& src, const OstColumnResolver& resolve, bool native)
-        : m_src(src), m_resolve(resolve), m_native(native) {}
+    Parser(const QString& src, const OstColumnResolver& resolve, bool native, const OstContainsResolver* contains = nullptr)
+        : m_src(src), m_resolve(resolve), m_native(native), m_contains(contains) {}
 
     QString Run() {
         Tokenize();
@@ -262,6 +263,7 @@ private:
     const QString& m_src;
     const OstColumnResolver& m_resolve;
     const bool m_native;
+    const OstContainsResolver* m_contains;
     std::vector<Token> m_toks;
     size_t m_at = 0;
     int m_recursion = 0;
@@ -470,7 +472,38 @@ private:
             return Make(u"NOT "_s + Wrap(v), dtBoolean, pos, WrapNest(v) + NestUnary, false);
         }
         if (!m_native && Cur().kind == Tok::LParen) return ParseGroup();
+        if (!m_native && IsKw(Cur(), "CONTAINS") && Next().kind == Tok::LParen) return ParseContains();
         return ParseComparison(what);
+    }
+
+    // CONTAINS([column,] 'words' [, 'any'|'all']), CONTAINS being the current token.
+    Val ParseContains() {
+        const int pos = Take().pos;
+        Take(); // "("
+        QString column, mode;
+        if (Cur().kind == Tok::Name) {
+            column = Take().text;
+            if (Cur().kind != Tok::Comma) Expected("','");
+            Take();
+        }
+        if (Cur().kind != Tok::String) Expected("the words to search for as a string");
+        const QString words = Take().text;
+        if (Cur().kind == Tok::Comma) {
+            Take();
+            if (Cur().kind != Tok::String) Expected("'any' or 'all'");
+            mode = Take().text.trimmed().toLower();
+            if (mode != "any"_L1 && mode != "all"_L1) Fail(Prev().pos, u"the mode of CONTAINS is 'any' or 'all'"_s);
+        }
+        if (Cur().kind != Tok::RParen) Expected("')' to close CONTAINS");
+        Take();
+        if (!m_contains || !*m_contains) Fail(pos, u"CONTAINS needs a table with a fulltext index"_s);
+        QString sql;
+        try {
+            sql = (*m_contains)(column, words, mode == "any"_L1);
+        } catch (const EOstraError& e) {
+            Fail(pos, e.Message());
+        }
+        return Make(sql, dtBoolean, pos, 10, false); // a subquery with a function call inside
     }
 
     // "(" or ")", the opening parenthesis being the current token.
@@ -747,6 +780,10 @@ private:
 
 QString OstFilterToSql(const QString& filter, const OstColumnResolver& resolve) {
     return Parser(filter, resolve, false).Run();
+}
+
+QString OstFilterToSql(const QString& filter, const OstColumnResolver& resolve, const OstContainsResolver& contains) {
+    return Parser(filter, resolve, false, &contains).Run();
 }
 
 QString OstNativeExpressionToSql(const QString& expression, const OstColumnResolver& resolve) {

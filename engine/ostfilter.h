@@ -17,6 +17,13 @@ using OstColumnResolver = std::function<bool(const QString& name, int& dataType,
 // unknown columns. An empty or blank filter yields an empty string.
 QString OstFilterToSql(const QString& filter, const OstColumnResolver& resolve);
 
+// Translates a fulltext condition CONTAINS([column,] 'words' [, 'any'|'all'])
+// of a filter (column empty when not given) to a SQL boolean expression;
+// raises EOstraError with a message when it cannot.
+using OstContainsResolver = std::function<QString(const QString& column, const QString& words, bool any)>;
+// As above; CONTAINS is only accepted when contains is set.
+QString OstFilterToSql(const QString& filter, const OstColumnResolver& resolve, const OstContainsResolver& contains);
+
 // Returns a SQL scalar expression for a native expression. Raises
 // EOstraError(OstErr::InvalidDefinition) for malformed input or unknown columns.
 QString OstNativeExpressionToSql(const QString& expression, const OstColumnResolver& resolve);

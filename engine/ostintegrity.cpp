@@ -3,6 +3,7 @@
 // a directory database.
 #include "ostconnection.h"
 #include "ostfilter.h"
+#include "ostfulltext.h"
 #include "ostmeta.h"
 #include "ostschema.h"
 
@@ -142,6 +143,7 @@ void OstConnection::RefreshIntegrityTriggers() {
             }
         }
     }
+    OstFulltextRefreshTriggers(*this, reachable); // the dictionaries of fulltext indexes
     m_triggersGeneration = m_generation;
     m_triggersAttached = key;
 }
@@ -170,6 +172,9 @@ void OstConnection::PrepareForWrite(const QString& tableName) {
     if (!m_singleFile && !InTransaction()) {
         for (const OstTableMeta& m : CachedMetas()) {
             const bool self = m.name.compare(tableName, Qt::CaseInsensitive) == 0;
+            if (self)
+                for (const QString& dict : OstFulltextDictionaries(m))
+                    if (TableExists(dict)) Locate(dict);
             for (const OstForeignKeyMeta& fk : m.foreignKeys) {
                 if (self && TableExists(fk.parentTable)) Locate(fk.parentTable);
                 if (fk.parentTable.compare(tableName, Qt::CaseInsensitive) == 0) Locate(m.name);

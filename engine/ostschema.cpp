@@ -2,6 +2,8 @@
 
 #include "ostcollation.h"
 #include "ostconnection.h"
+#include "ostcrypt.h"
+#include "ostcryptaccess.h"
 
 #include <QSet>
 
@@ -336,7 +338,12 @@ void OstValidateMeta(const OstTableMeta& m, OstConnection* conn) {
     if (m.encryption < emDefault || m.encryption > emRijndael)
         Invalid(QStringLiteral("Unknown encryption method %1").arg(m.encryption));
     if (m.encryption >= emFastEncrypt && !OstLevel::StrongEncryption(m.level))
-        Invalid(QStringLiteral("Encryption method %1 needs table level 4 or higher").arg(m.encryption), OstErr::LevelViolation);
+        Invalid(QStringLiteral("Encryption method \"%1\" needs table level 4 or higher").arg(OstCrypt::MethodName(m.encryption)),
+                OstErr::LevelViolation);
+    // One file, one key: the tables of a single-file database share its encryption.
+    if (conn && conn->SingleFile() && m.encryption != emDefault && m.encryption != OstCryptStoredMethod(conn->Location()))
+        Invalid(QStringLiteral("Table \"%1\" cannot be encrypted on its own: the tables of a single-file database use the "
+                               "database's encryption (method \"Default\")").arg(m.name));
     ValidateColumns(m);
     ValidateIndexes(m);
     ValidateFulltext(m);

@@ -1,7 +1,9 @@
 #include "ostcollation.h"
 #include "ostconnection.h"
+#include "ostcryptaccess.h"
 #include "ostdataset.h"
 #include "ostfilter.h"
+#include "ostfulltext.h"
 #include "ostmeta.h"
 #include "ostschema.h"
 #include "ostvalues.h"
@@ -45,7 +47,10 @@ TOstDatabase* TOstDataSet::GetDatabase() {
 std::shared_ptr<OstConnection> TOstDataSet::RequireConnection() {
     TOstDatabase* db = GetDatabase();
     if (!db) throw EOstraError(OstErr::General, QStringLiteral("%1: no database name").arg(GetName().isEmpty() ? QStringLiteral("Dataset") : GetName()));
-    return db->Connection();
+    std::shared_ptr<OstConnection> c = db->Connection();
+    // A table's encryption settings (and password) go with what it asks of the connection.
+    if (auto* table = qobject_cast<TOstTable*>(this)) OstCryptNoteTable(table, *c);
+    return c;
 }
 
 TField* TOstDataSet::CreateField(const TFieldDef& def) {
@@ -230,8 +235,9 @@ void TOstTable::ReloadCursor(qint64 keepId) {
     OstCursor& cur = *m_cursor;
     const OstTableLocation loc = m_conn->Locate(cur.meta.name);
     cur.where.clear();
+    OstFulltextFilter fulltext(cur.meta, loc, m_fulltextIndexName);
     if (GetFiltered() && !GetFilter().trimmed().isEmpty())
-        cur.where = OstFilterToSql(GetFilter(), OstResolverFor(cur.meta));
+        cur.where = OstFilterToSql(GetFilter(), OstResolverFor(cur.meta), fulltext.Resolver());
     QStringList order;
     if (!m_indexName.isEmpty()) {
         const OstIndexMeta* ix = nullptr;
@@ -243,6 +249,8 @@ void TOstTable::ReloadCursor(qint64 keepId) {
         sql = sql.mid(sql.indexOf(QStringLiteral(" ON y(")) + 6);
         sql.chop(1);
         order << sql;
+    } else if (!fulltext.RankSql().isEmpty()) {
+        order << fulltext.RankSql() + QStringLiteral(" DESC"); // CONTAINS ranks by relevance
     }
     order << QStringLiteral("rowid");
     cur.orderBy = order.join(QStringLiteral(", "));

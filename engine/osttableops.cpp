@@ -4,6 +4,7 @@
 #include "ostcollation.h"
 #include "ostdataset.h"
 #include "ostfilter.h"
+#include "ostfulltext.h"
 #include "ostmeta.h"
 #include "ostschema.h"
 
@@ -11,17 +12,6 @@
 #include <QRandomGenerator>
 
 namespace {
-// Runs work inside one transaction of the connection; rolls back on any error.
-template <class F> void InTransaction(OstConnection& c, F&& work) {
-    c.Begin();
-    try {
-        work();
-        c.Commit();
-    } catch (...) {
-        c.Rollback();
-        throw;
-    }
-}
 
 QString NewUid() {
     return QString::number(QRandomGenerator::global()->generate64() & 0xFFFFFFFFFFFFull, 36);
@@ -78,12 +68,14 @@ void TOstTable::CreateTable() {
     } catch (const EOstraError& e) {
         if (e.ErrorCode() != OstErr::NotFound) throw;
     }
+    OstFulltextPrepare(*c, m); // dictionaries made and reachable before the table's file exists
     const OstTableLocation loc = c->Locate(name, true);
     try {
-        InTransaction(*c, [&] {
+        OstInTransaction(*c, [&] {
             c->Exec(OstCreateTableSql(m, loc.schema, loc.table));
             for (const QString& sql : OstCreateIndexesSql(m, loc.schema, loc.table)) c->Exec(sql);
             c->WriteMeta(m);
+            OstFulltextAfterChange(*c, loc, OstTableMeta(), m, true);
             if (OstAutoIncColumn(m) < 0) return;
         });
     } catch (...) {
@@ -103,6 +95,7 @@ void TOstTable::DeleteTable() {
     auto c = RequireConnection();
     const QString name = OstTableOps::Name(this, c);
     const OstTableMeta m = OstTableOps::Stored(*c, name);
+    OstFulltextCheckNotDictionary(*c, name);
     for (const OstTableMeta& other : c->CachedMetas()) {
         if (other.name.compare(name, Qt::CaseInsensitive) == 0) continue;
         for (const OstForeignKeyMeta& fk : other.foreignKeys)
@@ -112,13 +105,19 @@ void TOstTable::DeleteTable() {
                                       .arg(name, fk.name, other.name));
     }
     OstTableLock lock(c->TableFile(name), name, true);
+    if (!m.fulltext.isEmpty()) c->PrepareForWrite(name); // its words leave the dictionaries
     if (c->SingleFile()) {
         const OstTableLocation loc = c->Locate(name);
-        InTransaction(*c, [&] {
+        OstInTransaction(*c, [&] {
+            OstFulltextBeforeChange(*c, loc, m, OstTableMeta(), true);
             c->Exec(QStringLiteral("DROP TABLE %1").arg(loc.qualified()));
             c->DeleteMeta(name);
         });
     } else {
+        if (!m.fulltext.isEmpty()) {
+            const OstTableLocation loc = c->Locate(name);
+            OstInTransaction(*c, [&] { OstFulltextBeforeChange(*c, loc, m, OstTableMeta(), true); });
+        }
         c->Release(name);
         const QString file = c->TableFile(name);
         if (!QFile::remove(file))
@@ -131,10 +130,16 @@ void TOstTable::DeleteTable() {
 void TOstTable::EmptyTable() {
     auto c = RequireConnection();
     const QString name = OstTableOps::Name(this, c);
-    OstTableOps::Stored(*c, name);
+    const OstTableMeta m = OstTableOps::Stored(*c, name);
     c->PrepareForWrite(name);
     const OstTableLocation loc = c->Locate(name);
-    InTransaction(*c, [&] { c->Exec(QStringLiteral("DELETE FROM %1").arg(loc.qualified())); });
+    OstInTransaction(*c, [&] {
+        // Fulltext indexes are built again over no rows rather than emptied record by record.
+        OstFulltextBeforeChange(*c, loc, m, m, true);
+        c->Exec(QStringLiteral("DELETE FROM %1").arg(loc.qualified()));
+        OstFulltextAfterChange(*c, loc, m, m, true);
+    });
+    if (!m.fulltext.isEmpty()) c->BumpGeneration();
     if (Active()) Refresh();
 }
 
@@ -156,6 +161,8 @@ void TOstTable::RenameTable(const QString& newNameIn) {
             bool touched = false;
             for (OstForeignKeyMeta& fk : o.foreignKeys)
                 if (fk.parentTable.compare(name, Qt::CaseInsensitive) == 0) { fk.parentTable = newName; touched = true; }
+            for (OstFulltextMeta& f : o.fulltext) // a dictionary follows the new name too
+                if (OstNormalizeTableName(f.dictionary, false).compare(name, Qt::CaseInsensitive) == 0) { f.dictionary = newName; touched = true; }
             for (OstColumnMeta& col : o.columns)
                 if (IsLinkType(col.type) && OstNormalizeTableName(col.spec, c->SingleFile()).compare(name, Qt::CaseInsensitive) == 0) {
                     col.spec = newName;
@@ -169,7 +176,7 @@ void TOstTable::RenameTable(const QString& newNameIn) {
         m.name = newName;
         if (c->SingleFile()) {
             const OstTableLocation loc = c->Locate(name);
-            InTransaction(*c, [&] {
+            OstInTransaction(*c, [&] {
                 c->Exec(QStringLiteral("ALTER TABLE %1 RENAME TO %2").arg(loc.qualified(), OstQuoteIdent(newName)));
                 c->WriteMeta(m, oldName);
                 for (const OstTableMeta& o : referring) c->WriteMeta(o);
@@ -184,11 +191,11 @@ void TOstTable::RenameTable(const QString& newNameIn) {
                 throw EOstraError(OstErr::IoError, QStringLiteral("Cannot rename the file of table \"%1\"").arg(name));
             try {
                 const OstTableLocation loc = c->Locate(newName);
-                InTransaction(*c, [&] {
+                OstInTransaction(*c, [&] {
                     c->Exec(QStringLiteral("ALTER TABLE %1.%2 RENAME TO %3").arg(loc.schema, OstQuoteIdent(name), OstQuoteIdent(newName)));
                     c->WriteMeta(m);
                 });
-                for (const OstTableMeta& o : referring) InTransaction(*c, [&] { c->WriteMeta(o); });
+                for (const OstTableMeta& o : referring) OstInTransaction(*c, [&] { c->WriteMeta(o); });
             } catch (...) {
                 c->Release(newName);
                 QFile::rename(to, from);
@@ -225,7 +232,7 @@ void TOstTable::AddIndex(const QString& name, const QString& fields, TIndexOptio
     OstTableOps::Exclusive(this, *c, table, [&] {
         if (OnProgress) { bool abort = false; OnProgress(this, 0, abort); }
         const OstTableLocation loc = c->Locate(table);
-        InTransaction(*c, [&] {
+        OstInTransaction(*c, [&] {
             if (!(options & ixNonMaintained)) c->Exec(OstIndexSql(m, ix, loc.schema, loc.table));
             c->WriteMeta(m);
         });
@@ -272,7 +279,7 @@ void TOstTable::DeleteIndex(const QString& name) {
             }
     OstTableOps::Exclusive(this, *c, table, [&] {
         const OstTableLocation loc = c->Locate(table);
-        InTransaction(*c, [&] {
+        OstInTransaction(*c, [&] {
             c->Exec(QStringLiteral("DROP INDEX IF EXISTS %1.%2").arg(loc.schema, OstQuoteIdent(OstIndexPhysicalName(m, ix.name))));
             c->WriteMeta(m);
         });
@@ -281,36 +288,4 @@ void TOstTable::DeleteIndex(const QString& name) {
     LoadFromMeta(m);
 }
 
-void TOstTable::AddFulltextIndex2(const QString& name, const QString& fields, const QString& dictionary, const QString& separators) {
-    auto c = RequireConnection();
-    const QString table = OstTableOps::Name(this, c);
-    OstTableMeta m = OstTableOps::Stored(*c, table);
-    for (const OstFulltextMeta& f : m.fulltext)
-        if (f.name.compare(name, Qt::CaseInsensitive) == 0)
-            throw EOstraError(OstErr::AlreadyExists, QStringLiteral("Fulltext index \"%1\" already exists").arg(name));
-    if (!dictionary.trimmed().isEmpty() && !c->TableExists(OstNormalizeTableName(dictionary, c->SingleFile())))
-        throw EOstraError(OstErr::NotFound, QStringLiteral("Dictionary table \"%1\" does not exist").arg(dictionary));
-    OstFulltextMeta f;
-    f.name = name;
-    f.fields = fields;
-    f.dictionary = dictionary;
-    f.separators = separators == OstDefaultFulltextSeparators ? QString() : separators;
-    m.fulltext.append(f);
-    OstValidateMeta(m, c.get());
-    InTransaction(*c, [&] { c->WriteMeta(m); });
-    c->BumpGeneration();
-    LoadFromMeta(m);
-}
-
-void TOstTable::DeleteFulltextIndex(const QString& name) {
-    auto c = RequireConnection();
-    const QString table = OstTableOps::Name(this, c);
-    OstTableMeta m = OstTableOps::Stored(*c, table);
-    const auto before = m.fulltext.size();
-    m.fulltext.removeIf([&](const OstFulltextMeta& f) { return f.name.compare(name, Qt::CaseInsensitive) == 0; });
-    if (m.fulltext.size() == before)
-        throw EOstraError(OstErr::NotFound, QStringLiteral("Fulltext index \"%1\" does not exist in table \"%2\"").arg(name, table));
-    InTransaction(*c, [&] { c->WriteMeta(m); });
-    c->BumpGeneration();
-    LoadFromMeta(m);
-}
+// AddFulltextIndex2 and DeleteFulltextIndex: ostfulltexttable.cpp.

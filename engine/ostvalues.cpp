@@ -228,7 +228,7 @@ int OstLibraryFieldType(int t) {
 
 // ---------------------------------------------------------------- SQL function
 
-static QVariant FromSqlite(sqlite3_value* v) {
+QVariant OstSqlArgument(sqlite3_value* v) {
     switch (sqlite3_value_type(v)) {
     case SQLITE_INTEGER: return QVariant(static_cast<qlonglong>(sqlite3_value_int64(v)));
     case SQLITE_FLOAT: return QVariant(sqlite3_value_double(v));
@@ -240,26 +240,12 @@ static QVariant FromSqlite(sqlite3_value* v) {
     }
 }
 
-static QString TextArg(sqlite3_value* v) {
+QString OstSqlTextArgument(sqlite3_value* v) {
     const auto* p = reinterpret_cast<const char*>(sqlite3_value_text(v));
     return p ? QString::fromUtf8(p, sqlite3_value_bytes(v)) : QString();
 }
 
-static void ConvertFunc(sqlite3_context* ctx, int, sqlite3_value** argv) {
-    OstColumnMeta col;
-    col.type = sqlite3_value_int(argv[1]);
-    col.size = sqlite3_value_int(argv[2]);
-    col.precision = sqlite3_value_int(argv[3]);
-    col.spec = TextArg(argv[4]);
-    col.name = TextArg(argv[5]);
-    QString error;
-    const QVariant in = FromSqlite(argv[0]);
-    const QVariant out = OstToStorage(in, col, error);
-    if (!error.isEmpty()) {
-        const QByteArray msg = QStringLiteral("Cannot convert: %1 (as %2)").arg(error, GetDataTypeName(col.type)).toUtf8();
-        sqlite3_result_error(ctx, msg.constData(), msg.size());
-        return;
-    }
+void OstSqlResult(sqlite3_context* ctx, const QVariant& out) {
     if (!out.isValid() || out.isNull()) { sqlite3_result_null(ctx); return; }
     switch (out.typeId()) {
     case QMetaType::LongLong: case QMetaType::Int: sqlite3_result_int64(ctx, out.toLongLong()); break;
@@ -274,6 +260,24 @@ static void ConvertFunc(sqlite3_context* ctx, int, sqlite3_value** argv) {
         sqlite3_result_text64(ctx, t.constData(), static_cast<sqlite3_uint64>(t.size()), SQLITE_TRANSIENT, SQLITE_UTF8);
     }
     }
+}
+
+static void ConvertFunc(sqlite3_context* ctx, int, sqlite3_value** argv) {
+    OstColumnMeta col;
+    col.type = sqlite3_value_int(argv[1]);
+    col.size = sqlite3_value_int(argv[2]);
+    col.precision = sqlite3_value_int(argv[3]);
+    col.spec = OstSqlTextArgument(argv[4]);
+    col.name = OstSqlTextArgument(argv[5]);
+    QString error;
+    const QVariant in = OstSqlArgument(argv[0]);
+    const QVariant out = OstToStorage(in, col, error);
+    if (!error.isEmpty()) {
+        const QByteArray msg = QStringLiteral("Cannot convert: %1 (as %2)").arg(error, GetDataTypeName(col.type)).toUtf8();
+        sqlite3_result_error(ctx, msg.constData(), msg.size());
+        return;
+    }
+    OstSqlResult(ctx, out);
 }
 
 void OstRegisterConvertFunction(sqlite3* db) {

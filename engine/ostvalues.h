@@ -8,6 +8,8 @@
 #include <QVariant>
 
 struct sqlite3;
+struct sqlite3_context;
+struct sqlite3_value;
 
 // Converts a value to what a column of type col stores. Returns an invalid
 // QVariant and sets error (naming the column) when the value does not fit.
@@ -22,3 +24,9 @@ int OstLibraryFieldType(int dataType);
 // Registers ost_convert(value, type, size, precision, spec, column) on a
 // connection; it raises an SQL error with a readable message on failure.
 void OstRegisterConvertFunction(sqlite3* db);
+
+// For the engine's SQL functions: an argument as a value or as text, and a
+// value (as OstToStorage gives it) as the function's result.
+QVariant OstSqlArgument(sqlite3_value* v);
+QString OstSqlTextArgument(sqlite3_value* v);
+void OstSqlResult(sqlite3_context* ctx, const QVariant& value);

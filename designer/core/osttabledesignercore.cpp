@@ -502,6 +502,9 @@ bool TOstTableDesignerCore::ApplyIndexChanges(int phase) {
                 if (SameFulltext(*ft, i < 0 ? nullptr : t.FulltextIndexDefs()[i])) continue;
                 m_view->SetStatusText(QStringLiteral("Creating index %1 ...").arg(ft->Name));
                 if (!t.Active()) t.Open();
+                // The engine takes the rest of the definition (minimum relevance) from the component.
+                const int held = t.FulltextIndexDefs().IndexOf(ft->Name);
+                (held < 0 ? t.FulltextIndexDefs().Add() : t.FulltextIndexDefs()[held])->Assign(*ft);
                 t.AddFulltextIndex2(ft->Name, ft->Fields, ft->Dictionary, ft->Separators);
             }
         }

@@ -146,10 +146,14 @@ private slots:
     void alterRestructuresAndKeepsData();
     void sqlOutput_data() { AddLayouts(); }
     void sqlOutput();
+    void searchPrintsRankedRecords_data() { AddLayouts(); }
+    void searchPrintsRankedRecords();
     void badInput();
+    void encryptedTableNeedsThePassword();
     void planAndApplyAsTheDesignerDoes();
     void alterKilledMidwayLeavesOldTable_data();
     void alterKilledMidwayLeavesOldTable();
+    void copyBetweenDatabases();
 };
 
 void TestCli::planAndApplyAsTheDesignerDoes() {
@@ -258,7 +262,8 @@ void TestCli::definitionsRoundTrip() {
     // Without a "name" the file name names the table; with one, the file name does not matter.
     WriteTextFile(tmp.filePath("Regions.json"), RegionsInput);
     WriteTextFile(tmp.filePath("orders-v1.json"), OrdersInput);
-    WriteTextFile(tmp.filePath("Words.json"), R"js({"columns": [{"name": "Word", "type": "dtString", "size": 40}]})js");
+    WriteTextFile(tmp.filePath("Words.json"), R"js({"columns": [{"name": "Keyword", "type": "dtWideString", "size": 40},
+        {"name": "Relevance", "type": "dtWord"}, {"name": "RecordId", "type": "dtAutoInc"}]})js"); // a fulltext dictionary
     EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Regions.json")}));
     EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Words.json")}));
     EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("orders-v1.json")}));
@@ -417,6 +422,85 @@ void TestCli::sqlOutput() {
     QCOMPARE(SqlCsv(db, "SELECT count(*) AS n FROM T"), QStringLiteral("n\n5\n"));
 }
 
+void TestCli::searchPrintsRankedRecords() {
+    QFETCH(bool, singleFile);
+    QTemporaryDir tmp;
+    const QString db = DbPath(tmp, singleFile);
+    EXPECT_OK(RunOstra({"create-db", db}));
+    // The fulltext index of the definition is built with the table; its dictionary is made for it.
+    WriteTextFile(tmp.filePath("Notes.json"), R"js({"columns": [{"name": "Id", "type": "dtAutoInc"},
+        {"name": "Title", "type": "dtString", "size": 30}, {"name": "Body", "type": "dtMemo"}],
+        "fulltext": [{"name": "Words.fti", "fields": "Title;Body", "dictionary": "NotesDict"},
+                     {"name": "Titles.fti", "fields": "Title", "dictionary": "NotesDict"}]})js");
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Notes.json")}));
+    EXPECT_OK(RunOstra({"sql", db, "INSERT INTO Notes(Title, Body) VALUES ('Green tea', 'Tea leaves, hot water.'), "
+                                   "('Coffee', 'Beans and water'), ('Tea time', 'tea, tea and cake')"}));
+    CliRun r = RunOstra({"search", db, "Notes", "tea"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Id | Title     | Body                   | Relevance\n"
+                                   "---+-----------+------------------------+----------\n"
+                                   " 3 | Tea time  | tea, tea and cake      |         3\n"
+                                   " 1 | Green tea | Tea leaves, hot water. |         2\n"
+                                   "(2 rows)\n"));
+    r = RunOstra({"search", db, "Notes", "water cake", "--any", "--csv"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Id,Title,Body,Relevance\n1,Green tea,\"Tea leaves, hot water.\",1\n"
+                                   "2,Coffee,Beans and water,1\n3,Tea time,\"tea, tea and cake\",1\n"));
+    r = RunOstra({"search", db, "Notes", "t*", "--index=Titles.fti", "--csv"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Id,Title,Body,Relevance\n3,Tea time,\"tea, tea and cake\",2\n1,Green tea,\"Tea leaves, hot water.\",1\n"));
+    QCOMPARE(SqlCsv(db, "SELECT Keyword, Relevance FROM NotesDict WHERE Keyword IN ('tea', 'water') ORDER BY Keyword"),
+             QStringLiteral("Keyword,Relevance\ntea,4\nwater,2\n"));
+
+    // After a restructure that renames the indexed column, changed rows are found as they should be.
+    QJsonObject def = DescribeJson(db, "Notes");
+    QJsonArray columns = def["columns"].toArray();
+    QJsonObject body = columns[2].toObject();
+    body["name"] = "Text";
+    columns[2] = body;
+    def["columns"] = columns;
+    WriteTextFile(tmp.filePath("Notes2.json"), Json(def).toUtf8());
+    EXPECT_OK(RunOstra({"alter", db, tmp.filePath("Notes2.json")}));
+    EXPECT_OK(RunOstra({"sql", db, "UPDATE Notes SET Text = 'only coffee' WHERE Id = 3"}));
+    r = RunOstra({"search", db, "Notes", "coffee", "--csv"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Id,Title,Text,Relevance\n2,Coffee,Beans and water,1\n3,Tea time,only coffee,1\n"));
+    QCOMPARE(SqlCsv(db, "SELECT RecordId FROM ostra_search('Notes', 'tea OR beans') ORDER BY RecordId"),
+             QStringLiteral("RecordId\n1\n2\n3\n"));
+
+    EXPECT_FAIL(RunOstra({"search", db, "Notes", "tea", "--index=Nope.fti"}), 1, "Fulltext index \"Nope.fti\" does not exist");
+    EXPECT_FAIL(RunOstra({"search", db, "Nope", "tea"}), 1, "\"Nope\"");
+    QCOMPARE(RunOstra({"search", db, "Notes"}).exitCode, 2);
+    QCOMPARE(RunOstra({"search", db, "Notes", "tea", "--all"}).exitCode, 2);
+}
+
+void TestCli::encryptedTableNeedsThePassword() {
+    QTemporaryDir tmp;
+    const QString db = DbPath(tmp, false);
+    EXPECT_OK(RunOstra({"create-db", db}));
+    WriteTextFile(tmp.filePath("Vault.json"),
+                  R"js({"level": 6, "encryption": 6, "columns": [{"name": "Note", "type": "dtString", "size": 40}]})js");
+    // Stdin is no terminal here: without --password nobody can be asked.
+    EXPECT_FAIL(RunOstra({"create-table", db, tmp.filePath("Vault.json")}), 1,
+                "Table \"Vault\" needs a password for encryption method \"Rijndael/AES\"");
+    EXPECT_OK(RunOstra({"--password=open sesame", "create-table", db, tmp.filePath("Vault.json")}));
+    EXPECT_OK(RunOstra({"sql", db, "INSERT INTO Vault(Note) VALUES ('Hidden-Note-1')", "--password=open sesame"}));
+    CliRun r = RunOstra({"--password=open sesame", "sql", db, "SELECT Note FROM Vault", "--csv"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Note\nHidden-Note-1\n"));
+    QFile file(QDir(db).filePath("Vault.dat"));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QVERIFY(!file.readAll().contains("Hidden-Note"));
+
+    EXPECT_FAIL(RunOstra({"sql", db, "SELECT Note FROM Vault"}), 1, "Table \"Vault\" is encrypted and needs a password");
+    EXPECT_FAIL(RunOstra({"--password=open sesame!", "describe", db, "Vault"}), 1, "Wrong password for table \"Vault\"");
+    EXPECT_FAIL(RunOstra({"--password=", "tables", db}), 2, "--password needs a value");
+    // Listing names needs no password.
+    r = RunOstra({"tables", db});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Vault\n"));
+}
+
 void TestCli::badInput() {
     QTemporaryDir tmp;
     const QString db = DbPath(tmp, false);
@@ -529,6 +613,44 @@ void TestCli::alterKilledMidwayLeavesOldTable() {
     QCOMPARE(now[3].toObject()["typeName"].toString(), QStringLiteral("dtLargeInt"));
     QCOMPARE(SqlCsv(db, BigFingerprint), fingerprint);
     QVERIFY(!QFileInfo::exists(journal));
+}
+
+void TestCli::copyBetweenDatabases() {
+    QTemporaryDir tmp;
+    const QString from = DbPath(tmp, false), to = DbPath(tmp, true);
+    EXPECT_OK(RunOstra({"create-db", from}));
+    EXPECT_OK(RunOstra({"create-db", to}));
+    WriteTextFile(tmp.filePath("Items.json"), ItemsInput);
+    EXPECT_OK(RunOstra({"create-table", from, tmp.filePath("Items.json")}));
+    WriteTextFile(tmp.filePath("Stock.json"), R"js({"name": "Stock", "columns": [{"name": "Sku", "type": "dtString", "size": 10},
+        {"name": "Qty", "type": "dtInteger"}], "indexes": [{"name": "PK", "fields": "Sku", "options": ["primary"]}]})js");
+    EXPECT_OK(RunOstra({"create-table", to, tmp.filePath("Stock.json")}));
+    EXPECT_OK(RunOstra({"sql", from, "INSERT INTO Items(Code, Qty) VALUES ('A1', '5'), ('B2', 'many'), ('C3', '7')"}));
+
+    const QString report = tmp.filePath("problems.txt");
+    const QStringList maps{"--map=Sku=Code", "--map=Qty", "--report=" + report};
+    CliRun r = RunOstra(QStringList{"copy", from, "items", to, "Stock"} + maps);
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Moved 2 records (1 problems)\n"));
+    QVERIFY2(r.err.contains("listed in " + report), r.Describe().constData());
+    QCOMPARE(SqlCsv(to, "SELECT * FROM Stock ORDER BY Sku"), QStringLiteral("Sku,Qty\nA1,5\nC3,7\n"));
+    QFile f(report);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    QVERIFY2(f.readAll().startsWith("Record 2: Column \"Qty\": 'many' is not a whole number"), qPrintable(report));
+
+    EXPECT_OK(RunOstra({"sql", from, "UPDATE Items SET Qty = '9' WHERE Code = 'A1'; DELETE FROM Items WHERE Code = 'B2'"}));
+    r = RunOstra(QStringList{"copy", from, "Items", to, "Stock", "--mode=update"} + maps);
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Moved 2 records (0 problems)\n"));
+    QCOMPARE(SqlCsv(to, "SELECT * FROM Stock ORDER BY Sku"), QStringLiteral("Sku,Qty\nA1,9\nC3,7\n"));
+
+    // Wrong input is refused and changes nothing.
+    QCOMPARE(RunOstra({"copy", from, "Items", to, "Stock", "--mode=merge"}).exitCode, 2);
+    QCOMPARE(RunOstra({"copy", from, "Items", to}).exitCode, 2);
+    EXPECT_FAIL(RunOstra({"copy", from, "Items", to, "Stock", "--mode=copy", "--map=Nope=Code"}), 1,
+                "Mappings line 1 \"Nope=Code\": table \"Stock\" has no column \"Nope\"");
+    EXPECT_FAIL(RunOstra({"copy", from, "Nothing", to, "Stock"}), 1, "\"Nothing\" does not exist");
+    QCOMPARE(SqlCsv(to, "SELECT * FROM Stock ORDER BY Sku"), QStringLiteral("Sku,Qty\nA1,9\nC3,7\n"));
 }
 
 QTEST_GUILESS_MAIN(TestCli)

@@ -20,6 +20,7 @@ private slots:
     void primaryKeyFollowsTheColumns();
     void tablePropertiesAndCollationReset();
     void retypeEncryptAndIndexAColumn();
+    void fulltextIndexKeepsItsDefinition();
     void invalidIndicationSelectsTheAutoIncColumns();
     void newTableIsCreatedOnApply();
     void nothingToApplyAndClosing();
@@ -256,6 +257,24 @@ void TstDesignerCore::retypeEncryptAndIndexAColumn() {
     QCOMPARE(people.Column("SELECT Age FROM People ORDER BY Name"), QStringList({"31", "45", "27"}));
     // The designer knows the key it was given: reopened, it lists nothing.
     QVERIFY(core.RefreshModificationsList().IsEmpty());
+}
+
+void TstDesignerCore::fulltextIndexKeepsItsDefinition() {
+    PeopleTable people;
+    TRecordingView view;
+    TOstTableDesignerCore core(&view);
+    core.SetOstDataset(people.table.get());
+    TOstFulltextIndexDef* ft = core.WorkingTable()->FulltextIndexDefs().Add("Places.fti", "Name;City", "PlaceWords");
+    ft->MinRelevance = 2;
+    QCOMPARE(Texts(core.RefreshModificationsList()), QStringList({" Fulltext index Places.fti added"}));
+    APPLIED(core, view);
+    QVERIFY(view.shown.contains("status: Creating index Places.fti ..."));
+    const int i = people.table->FulltextIndexDefs().IndexOf("Places.fti");
+    QVERIFY(i >= 0);
+    QCOMPARE(people.table->FulltextIndexDefs()[i]->MinRelevance, 2);
+    QVERIFY(core.RefreshModificationsList().IsEmpty());
+    // The words are in the dictionary the index was given.
+    QVERIFY(people.Column("SELECT Keyword FROM PlaceWords ORDER BY Keyword").contains("oslo"));
 }
 
 void TstDesignerCore::invalidIndicationSelectsTheAutoIncColumns() {

@@ -68,6 +68,7 @@ void TstLevels::thresholds_data() {
     QTest::newRow("Classic at 3") << 3 << Setup([](TOstTable& t) {
         AddColumn(t, "Qty", dtInteger);
         t.SetEncryptionMethod(emClassic);
+        t.SetEncryptionPassword(QStringLiteral("secret;7"));
     }) << 0 << "";
     QTest::newRow("fulltext at 3") << 3 << Setup([](TOstTable& t) {
         AddColumn(t, "Body", dtMemo, 0, false);

@@ -1,0 +1,77 @@
+// How the engine unlocks, creates and re-encrypts encrypted table and
+// database files: which method a new file gets, which passwords are tried,
+// when the global password handler is asked, and the messages a refusal
+// carries. The page encryption itself lives in ostcrypt and ostvfs.
+//
+// Keys are held per connection: once a connection has unlocked a file, every
+// component working through it may use the file until the connection closes.
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+class OstConnection;
+class TOstTable;
+struct sqlite3;
+
+namespace OstCrypt {
+struct Keys;
+}
+
+// A table component about to work on its table: its method decides how a new
+// table file is encrypted, and its password is tried first when the file is
+// unlocked. Directory databases only; single-file databases encrypt as a whole.
+void OstCryptNoteTable(TOstTable* table, OstConnection& c);
+
+// Before a table file of a directory database is attached: unlocks it (asking
+// the global password handler when no known password fits), or, when the file
+// is new, decides its method and keys. Raises EOstraError (OstErr::Password)
+// when the file stays locked.
+void OstCryptBeforeAttach(OstConnection& c, const QString& tableName, const QString& file, bool create);
+// After the attach: a new encrypted file reserves room for nonce and tag on every page.
+void OstCryptAfterAttach(OstConnection& c, const QString& schema, const QString& file);
+// Before a connection opens its database: the engine's VFS is in place, and
+// an encrypted single-file database is unlocked.
+void OstCryptBeforeOpen(OstConnection& c);
+// Tries the known passwords without asking anyone; true when the file can be
+// read (it is plain, or now unlocked).
+bool OstCryptUnlockQuietly(OstConnection& c, const QString& file);
+// The connection closes: it lets go of the keys it held.
+void OstCryptConnectionClosed(OstConnection& c);
+
+// The method a stored file is encrypted with; emNone for a plain file.
+int OstCryptStoredMethod(const QString& file);
+
+// Creation of a single-file database with the database's method: raises
+// before anything is written when the method cannot be used (no password,
+// malformed Classic entry). Prepare the new connection before its first write.
+class OstCryptNewDatabase {
+public:
+    OstCryptNewDatabase(const QString& file, int method, const QString& password, const QString& name);
+    ~OstCryptNewDatabase();
+    void Prepare(sqlite3* db);
+
+private:
+    QString m_file;
+    bool m_encrypted = false;
+};
+
+// A change of a table's method or password, done as part of a restructure.
+// The constructor writes the table's file anew under the new keys (VACUUM
+// INTO a new file) and swaps it in, keeping the old file aside; Commit drops
+// the old file, and without Commit the destructor puts it back.
+class OstCryptRekey {
+public:
+    OstCryptRekey(TOstTable* table, OstConnection& c, const QString& tableName, int method);
+    ~OstCryptRekey();
+    OstCryptRekey(const OstCryptRekey&) = delete;
+    OstCryptRekey& operator=(const OstCryptRekey&) = delete;
+    void Commit();
+
+private:
+    OstConnection& m_c;
+    QString m_name, m_file, m_backup;
+    std::shared_ptr<const OstCrypt::Keys> m_oldKeys;
+    bool m_swapped = false;
+};
