@@ -512,13 +512,16 @@ std::shared_ptr<OstConnection> OstAcquireConnection(const QString& location, boo
 
 // ---------------------------------------------------------------- table locks
 
-// Open-file-description locks on a byte far beyond the data: they conflict
-// between components of one process as well as between processes, and never
-// interfere with SQLite's own locks.
+// Table locks are open-file-description locks on one byte per table of a
+// lock file beside the data ("<file>-lock"). They conflict between components
+// of one process as well as between processes. They are not taken on the data
+// file itself: closing any descriptor of a file drops every POSIX lock the
+// process holds on it, SQLite's transaction locks included, so another process
+// could write in the middle of a transaction.
 static off_t LockOffset(const QString& tableName) {
     uint32_t h = 2166136261u;
     for (char c : tableName.toLower().toUtf8()) { h ^= static_cast<uint8_t>(c); h *= 16777619u; }
-    return (off_t(1) << 40) + (h % (1u << 20));
+    return h % (1u << 20);
 }
 
 static bool TakeLock(int fd, const QString& tableName, bool exclusive) {
@@ -530,11 +533,27 @@ static bool TakeLock(int fd, const QString& tableName, bool exclusive) {
     return fcntl(fd, F_OFD_SETLK, &fl) == 0;
 }
 
+// The lock file of a data file, created when missing. -1 when the data file
+// is not there yet, or when neither can the lock file be made nor opened (a
+// read-only location, where nobody writes through the engine anyway).
+static int OpenLockFile(const QString& file, bool& writable) {
+    writable = true;
+    if (!QFileInfo::exists(file)) return -1;
+    const QByteArray lockFile = QFile::encodeName(file + QStringLiteral("-lock"));
+    int fd = ::open(lockFile.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        writable = false;
+        fd = ::open(lockFile.constData(), O_RDONLY | O_CLOEXEC);
+    }
+    return fd;
+}
+
 OstTableLock::OstTableLock(const QString& file, const QString& tableName, bool exclusive) {
-    m_fd = ::open(QFile::encodeName(file).constData(), O_RDWR | O_CLOEXEC);
-    if (m_fd < 0) m_fd = ::open(QFile::encodeName(file).constData(), O_RDONLY | O_CLOEXEC);
-    if (m_fd < 0) return; // nothing to lock (the file is not there yet)
-    if (!TakeLock(m_fd, tableName, exclusive)) {
+    bool writable = true;
+    m_fd = OpenLockFile(file, writable);
+    if (m_fd < 0) return; // nothing to lock
+    // A read-only lock file cannot carry a write lock; shared is all it holds.
+    if (!TakeLock(m_fd, tableName, exclusive && writable)) {
         ::close(m_fd);
         m_fd = -1;
         throw EOstraError(OstErr::Locked, exclusive
@@ -548,9 +567,10 @@ OstTableLock::~OstTableLock() {
 }
 
 bool OstTableLock::TryExclusive(const QString& file, const QString& tableName) {
-    const int fd = ::open(QFile::encodeName(file).constData(), O_RDWR | O_CLOEXEC);
+    bool writable = true;
+    const int fd = OpenLockFile(file, writable);
     if (fd < 0) return true;
-    const bool ok = TakeLock(fd, tableName, true);
+    const bool ok = !writable || TakeLock(fd, tableName, true);
     ::close(fd);
     return ok;
 }

@@ -123,6 +123,8 @@ void TOstTable::DeleteTable() {
         if (!QFile::remove(file))
             throw EOstraError(OstErr::IoError, QStringLiteral("Cannot delete the file of table \"%1\"").arg(name));
         QFile::remove(file + QStringLiteral("-journal"));
+        // Its lock file goes too, while this component still holds the table exclusively.
+        QFile::remove(file + QStringLiteral("-lock"));
     }
     c->BumpGeneration();
 }

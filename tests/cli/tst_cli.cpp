@@ -3,6 +3,8 @@
 #include "cli_helper.h"
 
 #include "engine/ostdatabase.h"
+#include "engine/ostdataset.h"
+#include "engine/ostquery.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -154,6 +156,8 @@ private slots:
     void alterKilledMidwayLeavesOldTable_data();
     void alterKilledMidwayLeavesOldTable();
     void copyBetweenDatabases();
+    void tableLocksLeaveTheTransactionsLocksAlone_data() { AddLayouts(); }
+    void tableLocksLeaveTheTransactionsLocksAlone();
 };
 
 void TestCli::planAndApplyAsTheDesignerDoes() {
@@ -651,6 +655,44 @@ void TestCli::copyBetweenDatabases() {
                 "Mappings line 1 \"Nope=Code\": table \"Stock\" has no column \"Nope\"");
     EXPECT_FAIL(RunOstra({"copy", from, "Nothing", to, "Stock"}), 1, "\"Nothing\" does not exist");
     QCOMPARE(SqlCsv(to, "SELECT * FROM Stock ORDER BY Sku"), QStringLiteral("Sku,Qty\nA1,9\nC3,7\n"));
+}
+
+void TestCli::tableLocksLeaveTheTransactionsLocksAlone() {
+    // A transaction of this process holds the file's write lock; opening and
+    // closing another table component of the same file must not drop it, or
+    // another process could write in the middle of the transaction.
+    QFETCH(bool, singleFile);
+    QTemporaryDir tmp;
+    const QString db = DbPath(tmp, singleFile);
+    EXPECT_OK(RunOstra({"create-db", db}));
+    WriteTextFile(tmp.filePath("Stock.json"), R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js");
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Stock.json")}));
+
+    TOstDatabase mine;
+    mine.SetDatabaseName(QStringLiteral("LockDb%1").arg(singleFile));
+    mine.SetDatabaseType(singleFile ? dbtSingleFile : dbtDirectory);
+    mine.SetLocation(db);
+    mine.Open();
+    TOstTable reader; // keeps the table within reach of the transaction
+    reader.SetDatabaseName(mine.GetDatabaseName());
+    reader.SetTableName("Stock");
+    reader.Open();
+    mine.StartTransaction();
+    TOstQuery insert;
+    insert.SetDatabaseName(mine.GetDatabaseName());
+    insert.SetSQL("INSERT INTO Stock VALUES (1)");
+    insert.ExecSQL();
+    {
+        TOstTable other;
+        other.SetDatabaseName(mine.GetDatabaseName());
+        other.SetTableName("Stock");
+        other.Open();
+        other.Close();
+    }
+    const CliRun r = RunOstra({"sql", db, "INSERT INTO Stock VALUES (2)"}, {}, 30000);
+    QVERIFY2(r.finished && r.exitCode == 1 && r.err.contains("locked"), r.Describe().constData());
+    mine.Commit();
+    QCOMPARE(SqlCsv(db, "SELECT A FROM Stock"), QStringLiteral("A\n1\n"));
 }
 
 QTEST_GUILESS_MAIN(TestCli)
