@@ -73,16 +73,7 @@ int CmdSql(const Args& a) {
         Out(QStringLiteral("%1 row(s) affected\n").arg(q.RowsAffected()));
         return 0;
     }
-    ResultSet r;
-    r.columns = q.ColumnNames();
-    r.rows.reserve(q.RecordCount());
-    for (q.First(); !q.Eof(); q.Next()) {
-        QVariantList row;
-        row.reserve(r.columns.size());
-        for (int i = 0; i < r.columns.size(); ++i) row << q.FieldValue(i);
-        r.rows << row;
-    }
-    q.Close();
+    const ResultSet r = ReadResultSet(q);
     Out(a.Has(QStringLiteral("csv")) ? ResultAsCsv(r) : ResultAsTable(r));
     return 0;
 }

@@ -26,16 +26,7 @@ int CmdSearch(const Args& a) {
     q.SetParam(QStringLiteral("index"), a.Value(QStringLiteral("index")));
     q.SetParam(QStringLiteral("mode"), a.Has(QStringLiteral("any")) ? QStringLiteral("any") : QStringLiteral("all"));
     q.Open();
-    ResultSet r;
-    r.columns = q.ColumnNames();
-    r.rows.reserve(q.RecordCount());
-    for (q.First(); !q.Eof(); q.Next()) {
-        QVariantList row;
-        row.reserve(r.columns.size());
-        for (int i = 0; i < r.columns.size(); ++i) row << q.FieldValue(i);
-        r.rows << row;
-    }
-    q.Close();
+    const ResultSet r = ReadResultSet(q);
     Out(a.Has(QStringLiteral("csv")) ? ResultAsCsv(r) : ResultAsTable(r));
     return 0;
 }

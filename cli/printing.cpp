@@ -191,4 +191,18 @@ QString DefinitionSummary(TOstTable& t, const QString& name) {
     return out;
 }
 
+ResultSet ReadResultSet(TOstQuery& q) {
+    ResultSet r;
+    r.columns = q.ColumnNames();
+    r.rows.reserve(q.RecordCount());
+    for (q.First(); !q.Eof(); q.Next()) {
+        QVariantList row;
+        row.reserve(r.columns.size());
+        for (int i = 0; i < r.columns.size(); ++i) row << q.FieldValue(i);
+        r.rows << row;
+    }
+    q.Close();
+    return r;
+}
+
 } // namespace cli

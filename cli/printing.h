@@ -3,6 +3,7 @@
 #pragma once
 
 #include "engine/ostdataset.h"
+#include "engine/ostquery.h"
 
 #include <QString>
 #include <QStringList>
@@ -17,6 +18,9 @@ struct ResultSet {
     QStringList columns;
     QVector<QVariantList> rows;
 };
+
+// Reads every row of an open query and closes it.
+ResultSet ReadResultSet(TOstQuery& q);
 
 // One value as text. NULL is "NULL" in a table and empty in CSV; binary
 // values are shown as X'0A1B...'.

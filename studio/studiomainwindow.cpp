@@ -7,7 +7,7 @@
 #include "studio/designintf/designer.h"
 #include "studio/designintf/dsdesign.h"
 #include "studio/modulecanvas.h"
-#include "studio/objectinspector.h"
+#include "studio/propertygrid.h"
 #include "studio/packageloader.h"
 #include "studio/studioclipboard.h"
 #include "studio/studioutils.h"

@@ -16,7 +16,7 @@
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 #include "studio/modulecanvas.h"
-#include "studio/objectinspector.h"
+#include "studio/propertygrid.h"
 #include "studio/studioclipboard.h"
 #include "studio/studiomainwindow.h"
 

@@ -10,7 +10,7 @@
 #include "studio/designintf/designer.h"
 #include "studio/designintf/dsdesign.h"
 #include "studio/modulecanvas.h"
-#include "studio/objectinspector.h"
+#include "studio/propertygrid.h"
 #include "studio/studiomainwindow.h"
 
 #include <QAction>

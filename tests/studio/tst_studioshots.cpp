@@ -10,7 +10,7 @@
 #include "engine/tdatamodule.h"
 #include "studio/designintf/designer.h"
 #include "studio/modulecanvas.h"
-#include "studio/objectinspector.h"
+#include "studio/propertygrid.h"
 #include "studio/studiomainwindow.h"
 #include "studio/studiosplash.h"
 
@@ -103,7 +103,7 @@ void TstStudioShots::moduleMenuAndInspector() {
     d->SelectComponent(customers);
     QTest::qWait(50);
     QVERIFY(w.grab().save(m_folder + "/studio-module.png"));
-    QVERIFY(w.Inspector()->grab().save(m_folder + "/studio-inspector.png"));
+    QVERIFY(w.Inspector()->grab().save(m_folder + "/studio-properties.png"));
 
     // The table's context menu, laid over the window where it pops up.
     std::unique_ptr<QMenu> menu(canvas->CreateContextMenu(&w));

@@ -1,4 +1,4 @@
-#include "studio/objectinspector.h"
+#include "studio/propertygrid.h"
 
 #include "engine/tcomponent.h"
 #include "studio/designintf/designer.h"
