@@ -79,6 +79,7 @@ int CmdCreateDb(const Args& a);
 int CmdTables(const Args& a);
 int CmdDescribe(const Args& a);
 int CmdCreateTable(const Args& a);
+int CmdDropTable(const Args& a);
 int CmdAlter(const Args& a);
 int CmdSql(const Args& a);
 int CmdPlan(const Args& a);

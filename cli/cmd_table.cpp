@@ -1,4 +1,4 @@
-// Commands on one table: describe, create-table, alter.
+// Commands on one table: describe, create-table, alter, drop-table.
 #include "cli.h"
 #include "printing.h"
 #include "tabledef_json.h"
@@ -112,6 +112,18 @@ int CmdAlter(const Args& a) {
     if (progressShown) Err(QStringLiteral("\n"));
     const qint64 rows = RowCount(db.Name(), name);
     Out(QStringLiteral("Restructured %1 (%2 %3)\n").arg(name).arg(rows).arg(rows == 1 ? QStringLiteral("row") : QStringLiteral("rows")));
+    return 0;
+}
+
+int CmdDropTable(const Args& a) {
+    a.Check({}, 2, 2);
+    DatabaseRef db(a.positional.at(0));
+    const QString name = db.RequireTable(a.positional.at(1));
+    TOstTable t(nullptr);
+    t.SetDatabaseName(db.Name());
+    t.SetTableName(name);
+    t.DeleteTable();
+    Out(QStringLiteral("Deleted table %1\n").arg(name));
     return 0;
 }
 

@@ -26,6 +26,8 @@ const char* const UsageText =
     "      create-table and alter read.\n"
     "  create-table DB FILE.json\n"
     "      Create a table from a JSON definition.\n"
+    "  drop-table DB TABLE\n"
+    "      Delete a table with its rows, indexes and file.\n"
     "  alter DB FILE.json\n"
     "      Restructure a table to exactly the JSON definition; its data is kept\n"
     "      and converted. Columns are matched by their \"number\".\n"
@@ -111,7 +113,7 @@ int Dispatch(const Args& a) {
         int (*run)(const Args&);
     } commands[] = {
         {"create-db", CmdCreateDb}, {"tables", CmdTables}, {"describe", CmdDescribe},
-        {"create-table", CmdCreateTable}, {"alter", CmdAlter}, {"sql", CmdSql},
+        {"create-table", CmdCreateTable}, {"drop-table", CmdDropTable}, {"alter", CmdAlter}, {"sql", CmdSql},
         {"plan", CmdPlan}, {"apply", CmdApply}, {"search", CmdSearch}, {"copy", CmdCopy},
     };
     for (const auto& c : commands)

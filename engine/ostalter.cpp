@@ -240,7 +240,7 @@ private:
         const qint64 oldSeq = hasSequence ? c.QueryInt(QStringLiteral("SELECT seq FROM %1.sqlite_sequence WHERE name = ?1 COLLATE NOCASE").arg(loc.schema), {name}) : 0;
 
         c.Exec(QStringLiteral("DROP TABLE IF EXISTS %1.%2").arg(loc.schema, tempQ));
-        c.Exec(OstCreateTableSql(nm, loc.schema, tempQ));
+        c.ExecDdl(OstCreateTableSql(nm, loc.schema, tempQ));
 
         QStringList into{QStringLiteral("rowid")}, from{QStringLiteral("rowid")};
         const int ai = OstAutoIncColumn(nm);
@@ -294,7 +294,7 @@ private:
 
         const QStringList indexes = OstCreateIndexesSql(nm, loc.schema, loc.table);
         for (int i = 0; i < indexes.size(); ++i) {
-            c.Exec(indexes[i]);
+            c.ExecDdl(indexes[i]);
             progress(80 + 15 * (i + 1) / indexes.size());
         }
         static const QRegularExpression head(QStringLiteral("^\\s*CREATE\\s+TRIGGER\\s+(IF\\s+NOT\\s+EXISTS\\s+)?"),

@@ -56,7 +56,18 @@ EOstraError OstReword(const QString& raw, int16_t code) {
 
 // ---------------------------------------------------------------- OstStmt
 
+namespace {
+thread_local int engineSqlDepth = 0;
+struct EngineSql {
+    EngineSql() { ++engineSqlDepth; }
+    ~EngineSql() { --engineSqlDepth; }
+};
+} // namespace
+
+bool OstEngineSqlActive() { return engineSqlDepth > 0; }
+
 OstStmt::OstStmt(sqlite3* db, const QString& sql) : m_db(db) {
+    const EngineSql engine;
     const QByteArray u = sql.toUtf8();
     const int rc = sqlite3_prepare_v2(db, u.constData(), u.size(), &m_stmt, nullptr);
     if (rc != SQLITE_OK) {
@@ -182,9 +193,13 @@ OstConnection::OstConnection(const QString& location, bool singleFile, bool read
     try {
         Configure();
         if (singleFile) {
-            // Fails here, not later, when the file is not a database.
-            QueryInt(QStringLiteral("SELECT count(*) FROM sqlite_schema"));
-            if (!readOnly) EnsureMetaTable(QStringLiteral("main"));
+            // Fails here, not later, when the file is not a database; a
+            // database that is not the engine's is left exactly as it is.
+            const bool hasMeta = QueryInt(QStringLiteral("SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = ?1"),
+                                          {OstMetaTableName()}) > 0;
+            if (!hasMeta && QueryInt(QStringLiteral("PRAGMA application_id")) != OstApplicationId)
+                throw EOstraError(OstErr::InvalidDefinition, QStringLiteral("\"%1\" is not an Ostra database").arg(location));
+            if (!readOnly && !hasMeta) EnsureMetaTable(QStringLiteral("main"));
         } else if (QFileInfo::exists(QDir(location).filePath(QLatin1String(kCatalogFile)))) {
             Exec(QStringLiteral("ATTACH %1 AS %2")
                      .arg(OstQuoteString(QDir(location).filePath(QLatin1String(kCatalogFile))),
@@ -206,6 +221,9 @@ OstConnection::~OstConnection() {
 void OstConnection::Configure() {
     sqlite3_extended_result_codes(m_db, 1);
     sqlite3_busy_timeout(m_db, 5000);
+    // "Name" is a column, never the text 'Name', in every statement.
+    sqlite3_db_config(m_db, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+    sqlite3_db_config(m_db, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
     OstRegisterCollations(m_db);
     OstRegisterConvertFunction(m_db);
     OstRegisterFulltext(m_db);
@@ -215,6 +233,7 @@ void OstConnection::Configure() {
 }
 
 void OstConnection::Exec(const QString& sql) {
+    const EngineSql engine;
     char* err = nullptr;
     const int rc = sqlite3_exec(m_db, sql.toUtf8().constData(), nullptr, nullptr, &err);
     if (rc != SQLITE_OK) {
@@ -227,6 +246,44 @@ void OstConnection::Exec(const QString& sql) {
         if (msg.startsWith(QStringLiteral("Cannot convert: "))) throw EOstraError(OstErr::ConversionFailed, msg.mid(16));
         throw OstReword(msg, OstErr::Sql);
     }
+}
+
+namespace {
+int AuthorizeDdl(void* refused, int action, const char* a1, const char*, const char*, const char*) {
+    const bool schemaTable = a1 && (sqlite3_stricmp(a1, "sqlite_master") == 0 || sqlite3_stricmp(a1, "sqlite_temp_master") == 0 ||
+                                    sqlite3_stricmp(a1, "sqlite_schema") == 0 || sqlite3_stricmp(a1, "sqlite_sequence") == 0);
+    switch (action) {
+    case SQLITE_CREATE_TABLE: case SQLITE_CREATE_INDEX: case SQLITE_READ: case SQLITE_FUNCTION: case SQLITE_REINDEX:
+        return SQLITE_OK;
+    case SQLITE_INSERT: case SQLITE_UPDATE: case SQLITE_DELETE:
+        if (schemaTable) return SQLITE_OK;
+        break;
+    default: break;
+    }
+    *static_cast<int*>(refused) = action;
+    return SQLITE_DENY;
+}
+} // namespace
+
+void OstConnection::ExecDdl(const QString& sql) {
+    const QByteArray text = sql.toUtf8();
+    int refused = 0;
+    sqlite3_set_authorizer(m_db, AuthorizeDdl, &refused);
+    sqlite3_stmt* st = nullptr;
+    const char* tail = nullptr;
+    const int rc = sqlite3_prepare_v2(m_db, text.constData(), static_cast<int>(text.size()), &st, &tail);
+    sqlite3_set_authorizer(m_db, nullptr, nullptr);
+    while (rc == SQLITE_OK && tail && *tail && QChar::isSpace(static_cast<uchar>(*tail))) ++tail;
+    if (rc != SQLITE_OK || (tail && *tail) || !st) {
+        const QString msg = rc != SQLITE_OK ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QStringLiteral("more than one statement");
+        sqlite3_finalize(st);
+        throw EOstraError(OstErr::InvalidDefinition,
+                          refused ? QStringLiteral("The definition asks for an operation the engine does not allow here (%1)").arg(refused)
+                                  : QStringLiteral("The definition cannot be stored: %1").arg(msg));
+    }
+    const int step = sqlite3_step(st);
+    sqlite3_finalize(st);
+    if (step != SQLITE_DONE) Fail(sqlite3_extended_errcode(m_db));
 }
 
 qint64 OstConnection::QueryInt(const QString& sql, const QVariantList& args) {
@@ -271,8 +328,20 @@ void OstConnection::Rollback() {
     }
 }
 
+QString OstConnection::StoredTableName(const QString& tableName) const {
+    if (m_singleFile) return tableName;
+    // Table names compare without case, as they do in a single-file database:
+    // "customers" is the table of the file Customers.dat.
+    const QDir dir(m_location);
+    if (QFileInfo(dir.filePath(tableName + QStringLiteral(".dat"))).isFile()) return tableName;
+    const QString want = tableName + QStringLiteral(".dat");
+    for (const QString& f : dir.entryList({QStringLiteral("*.dat")}, QDir::Files))
+        if (f.compare(want, Qt::CaseInsensitive) == 0) return f.left(f.size() - 4);
+    return tableName;
+}
+
 QString OstConnection::TableFile(const QString& tableName) const {
-    return m_singleFile ? m_location : QDir(m_location).filePath(tableName + QStringLiteral(".dat"));
+    return m_singleFile ? m_location : QDir(m_location).filePath(StoredTableName(tableName) + QStringLiteral(".dat"));
 }
 
 QString OstConnection::SchemaAlias(const QString& tableName) const {
@@ -382,14 +451,28 @@ static bool ReadMetaFromFile(const QString& file, const QString& tableName, OstT
     return found;
 }
 
+EOstraError OstConnection::UnreadableTable(const QString& tableName, const QString& why) const {
+    return EOstraError(OstErr::IoError, QStringLiteral("Table \"%1\" cannot be read: \"%2\" is damaged or is not an Ostra "
+                                                       "table file%3")
+                                            .arg(tableName, TableFile(tableName), why.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(why)));
+}
+
 bool OstConnection::ReadMeta(const QString& tableName, OstTableMeta& meta) {
-    const OstTableLocation loc = Locate(tableName);
-    OstStmt st(m_db, QStringLiteral("SELECT def FROM %1.%2 ORDER BY name = ?1 DESC LIMIT 1")
-                         .arg(loc.schema, OstMetaTableName()));
-    st.Bind(1, tableName);
-    if (!st.Step()) return false;
-    meta = OstTableMeta::FromJson(QJsonDocument::fromJson(st.Text(0).toUtf8()).object());
-    if (!m_singleFile) meta.name = tableName; // the file name is the table's name
+    QString def;
+    try {
+        const OstTableLocation loc = Locate(tableName);
+        OstStmt st(m_db, QStringLiteral("SELECT def FROM %1.%2 ORDER BY name = ?1 DESC LIMIT 1")
+                             .arg(loc.schema, OstMetaTableName()));
+        st.Bind(1, tableName);
+        if (!st.Step()) return false;
+        def = st.Text(0);
+    } catch (const EOstraError& e) {
+        // A table file that SQLite cannot read, or one without the engine's definitions.
+        if (m_singleFile || (e.ErrorCode() != OstErr::Sql && e.ErrorCode() != OstErr::IoError)) throw;
+        throw UnreadableTable(tableName, e.Message());
+    }
+    meta = OstTableMeta::FromJson(QJsonDocument::fromJson(def.toUtf8()).object());
+    if (!m_singleFile) meta.name = StoredTableName(tableName); // the file name is the table's name
     return true;
 }
 

@@ -13,9 +13,16 @@
 
 struct OstTableMeta;
 
+// The application id in the header of every single-file database ("OSTD").
+constexpr int OstApplicationId = 1330861124;
+
 // Binds a value by its type (dates as ISO text); reads a column as a QVariant.
 void OstBindValue(sqlite3_stmt* st, int i, const QVariant& v);
 QVariant OstColumnValue(sqlite3_stmt* st, int i);
+
+// True while the engine prepares SQL of its own (as opposed to a user's),
+// which the guard over user SQL lets through.
+bool OstEngineSqlActive();
 
 // RAII prepared statement.
 class OstStmt {
@@ -61,6 +68,10 @@ public:
     const QString& Location() const { return m_location; }
 
     void Exec(const QString& sql);
+    // Runs one CREATE TABLE or CREATE INDEX statement that the engine composed
+    // from definitions: exactly one statement, which may create and read but
+    // not drop, write rows, attach, change settings or end the transaction.
+    void ExecDdl(const QString& sql);
     qint64 QueryInt(const QString& sql, const QVariantList& args = {});
     QString QueryText(const QString& sql, const QVariantList& args = {});
     // Raises EOstraError with the engine's wording for the current SQLite error.
@@ -72,8 +83,12 @@ public:
     void Rollback();
     bool InTransaction() const { return m_txDepth > 0 || !sqlite3_get_autocommit(m_db); }
 
-    // The file that stores a table (the .dat file or the .ostd file).
+    // The file that stores a table (the .dat file or the .ostd file); names
+    // compare without case.
     QString TableFile(const QString& tableName) const;
+    // The name as the table is stored (the spelling of its file name in a
+    // directory database); the name itself when no such table exists.
+    QString StoredTableName(const QString& tableName) const;
     bool TableExists(const QString& tableName);
     // Makes the table reachable and returns where it lives. A directory
     // database attaches the table's file (creating it when create is set).
@@ -84,6 +99,8 @@ public:
 
     // Definitions stored with the table.
     bool ReadMeta(const QString& tableName, OstTableMeta& meta);
+    // The error of a table whose file is there but cannot be read as a table.
+    EOstraError UnreadableTable(const QString& tableName, const QString& why) const;
     void WriteMeta(const OstTableMeta& meta, const QString& oldName = QString());
     void DeleteMeta(const QString& tableName);
 

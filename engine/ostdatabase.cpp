@@ -110,7 +110,7 @@ void TOstDatabase::CreateDatabase() {
         int rc = sqlite3_open_v2(QFile::encodeName(loc).constData(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
         if (rc == SQLITE_OK) crypt.Prepare(db);
         if (rc == SQLITE_OK)
-            rc = sqlite3_exec(db, "PRAGMA application_id=1330861124; PRAGMA user_version=6; VACUUM;", nullptr, nullptr, nullptr);
+            rc = sqlite3_exec(db, QStringLiteral("PRAGMA application_id=%1; PRAGMA user_version=6; VACUUM;").arg(OstApplicationId).toUtf8().constData(), nullptr, nullptr, nullptr);
         sqlite3_close(db);
         if (rc != SQLITE_OK) throw EOstraError(OstErr::IoError, QStringLiteral("Cannot create database \"%1\"").arg(loc));
     } else {

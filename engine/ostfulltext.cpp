@@ -102,8 +102,8 @@ void CreateDictionary(OstConnection& c, const QString& name, const OstTableMeta&
     const OstTableLocation dl = c.Locate(name, true);
     try {
         OstInTransaction(c, [&] {
-            c.Exec(OstCreateTableSql(d, dl.schema, dl.table));
-            for (const QString& sql : OstCreateIndexesSql(d, dl.schema, dl.table)) c.Exec(sql);
+            c.ExecDdl(OstCreateTableSql(d, dl.schema, dl.table));
+            for (const QString& sql : OstCreateIndexesSql(d, dl.schema, dl.table)) c.ExecDdl(sql);
             c.WriteMeta(d);
             EnsureKeywordIndex(c, d, dl);
         });

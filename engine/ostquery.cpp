@@ -2,6 +2,7 @@
 
 #include "ostconnection.h"
 #include "ostfilter.h"
+#include "ostsqlguard.h"
 
 #include <QRegularExpression>
 
@@ -28,7 +29,7 @@ QStringList TOstQuery::ColumnNames() const { return m_columns; }
 
 namespace {
 // Prepares each statement of a text in turn.
-template <class F> void ForEachStatement(sqlite3* db, const QString& sql, F&& each) {
+template <class F> void ForEachStatement(sqlite3* db, OstUserSqlGuard& guard, const QString& sql, F&& each) {
     const QByteArray text = sql.toUtf8();
     const char* tail = text.constData();
     while (tail && *tail) {
@@ -39,6 +40,7 @@ template <class F> void ForEachStatement(sqlite3* db, const QString& sql, F&& ea
         if (rc != SQLITE_OK) {
             const QString msg = QString::fromUtf8(sqlite3_errmsg(db));
             sqlite3_finalize(st);
+            if (!guard.Refusal().isEmpty()) throw EOstraError(OstErr::Sql, guard.Refusal());
             throw EOstraError(OstErr::Sql, QStringLiteral("SQL error: %1").arg(msg));
         }
         tail = next;
@@ -87,6 +89,7 @@ void TOstQuery::ExecSQL() {
     if (Active()) Close();
     auto c = RequireConnection();
     c->PrepareForSql(m_sql);
+    OstUserSqlGuard guard(*c);
     m_rowsAffected = 0;
     // A script that manages its own transactions runs as written; anything else
     // runs in one transaction, so that an error changes nothing.
@@ -97,7 +100,7 @@ void TOstQuery::ExecSQL() {
     const bool wasInTx = c->InTransaction();
     if (ownTx) c->Begin();
     try {
-        ForEachStatement(c->Db(), m_sql, [&](sqlite3_stmt* st) {
+        ForEachStatement(c->Db(), guard, m_sql, [&](sqlite3_stmt* st) {
             BindParams(st, m_params);
             int rc;
             while ((rc = sqlite3_step(st)) == SQLITE_ROW) {}
@@ -116,6 +119,7 @@ void TOstQuery::ExecSQL() {
 void TOstQuery::RunSelect() {
     auto c = RequireConnection();
     c->PrepareForSql(m_sql);
+    OstUserSqlGuard guard(*c);
     m_rows.clear();
     m_columns.clear();
     QString sql = m_sql.trimmed();
@@ -123,7 +127,7 @@ void TOstQuery::RunSelect() {
     if (GetFiltered() && !GetFilter().trimmed().isEmpty()) {
         // Column types come from an unfiltered look at the result's first row.
         QHash<QString, int> types;
-        ForEachStatement(c->Db(), QStringLiteral("SELECT * FROM (%1) LIMIT 1").arg(sql), [&](sqlite3_stmt* st) {
+        ForEachStatement(c->Db(), guard, QStringLiteral("SELECT * FROM (%1) LIMIT 1").arg(sql), [&](sqlite3_stmt* st) {
             BindParams(st, m_params);
             const bool row = sqlite3_step(st) == SQLITE_ROW;
             for (int i = 0; i < sqlite3_column_count(st); ++i) {
@@ -141,7 +145,7 @@ void TOstQuery::RunSelect() {
         sql = QStringLiteral("SELECT * FROM (%1) WHERE %2").arg(sql, where);
     }
     int statements = 0;
-    ForEachStatement(c->Db(), sql, [&](sqlite3_stmt* st) {
+    ForEachStatement(c->Db(), guard, sql, [&](sqlite3_stmt* st) {
         if (++statements > 1) throw EOstraError(OstErr::Sql, QStringLiteral("A query opens exactly one statement"));
         BindParams(st, m_params);
         const int n = sqlite3_column_count(st);

@@ -25,14 +25,23 @@ QString OstNormalizeTableName(const QString& name, bool singleFile) {
     return n;
 }
 
+// A name as a message shows it: long ones are cut, so that an error stays readable.
+static QString Shown(const QString& name) {
+    return name.size() > 64 ? name.left(60) + QStringLiteral("...") : name;
+}
+
 void OstValidateTableName(const QString& name, bool singleFile) {
     if (name.isEmpty()) Invalid(QStringLiteral("Missing table name"), OstErr::InvalidName);
+    const qsizetype length = name.toUcs4().size();
+    if (length > 64)
+        Invalid(QStringLiteral("Table name \"%1\" is too long: %2 characters, at most 64 are allowed").arg(Shown(name)).arg(length),
+                OstErr::InvalidName);
     if (name.contains(QStringLiteral("..")) || name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\')) ||
         name.startsWith(QLatin1Char('.')))
-        Invalid(QStringLiteral("Table name \"%1\" is not allowed: a table name must not contain a path").arg(name),
+        Invalid(QStringLiteral("Table name \"%1\" is not allowed: a table name must not contain a path").arg(Shown(name)),
                 OstErr::InvalidName);
     if (!IsValidOstName(name))
-        Invalid(QStringLiteral("Table name \"%1\" contains invalid characters").arg(name), OstErr::InvalidName);
+        Invalid(QStringLiteral("Table name \"%1\" contains invalid characters").arg(Shown(name)), OstErr::InvalidName);
     if (name.startsWith(QStringLiteral("__ostra"), Qt::CaseInsensitive) ||
         name.startsWith(QStringLiteral("sqlite_"), Qt::CaseInsensitive))
         Invalid(QStringLiteral("Table name \"%1\" is reserved by the engine").arg(name), OstErr::InvalidName);
@@ -101,9 +110,13 @@ OstColumnResolver OstResolverFor(const OstTableMeta& meta, const QString& prefix
 
 QString OstExpressionSql(const OstTableMeta& meta, const QString& expression) {
     const QString e = expression.trimmed();
-    if (e.startsWith(QLatin1Char('@'))) return OstNativeExpressionToSql(e.mid(1), OstResolverFor(meta));
-    if (OstLevel::SqlIndexExpressions(meta.level)) return e;
-    return OstNativeExpressionToSql(e, OstResolverFor(meta));
+    QString sql;
+    if (e.startsWith(QLatin1Char('@'))) sql = OstNativeExpressionToSql(e.mid(1), OstResolverFor(meta));
+    else if (OstLevel::SqlIndexExpressions(meta.level)) sql = e;
+    else sql = OstNativeExpressionToSql(e, OstResolverFor(meta));
+    // Whatever its source, the text goes into DDL only as one expression.
+    OstCheckSqlExpression(meta, sql);
+    return sql;
 }
 
 QString OstIndexPhysicalName(const OstTableMeta& meta, const QString& indexName) {
@@ -137,7 +150,7 @@ static void ValidateIndexFields(const OstTableMeta& m, const OstIndexMeta& ix) {
             Invalid(QStringLiteral("Index \"%1\": descending entry \"%2\" is not one of its columns").arg(ix.name, d));
 }
 
-static void ValidateColumns(const OstTableMeta& m) {
+static void ValidateColumns(const OstTableMeta& m, OstConnection* conn) {
     if (m.columns.isEmpty()) Invalid(QStringLiteral("Table must contain at least one column"));
     QSet<QString> names;
     QSet<int> numbers;
@@ -191,6 +204,11 @@ static void ValidateColumns(const OstTableMeta& m) {
         }
         if (IsLinkType(c.type) && c.spec.trimmed().isEmpty())
             Invalid(QStringLiteral("Column \"%1\": the linked table is missing").arg(c.name));
+        if (IsLinkType(c.type) && conn) {
+            const QString linked = OstNormalizeTableName(c.spec, conn->SingleFile());
+            if (linked.compare(m.name, Qt::CaseInsensitive) != 0 && !conn->TableExists(linked))
+                Invalid(QStringLiteral("Column \"%1\": the linked table \"%2\" does not exist").arg(c.name, Shown(linked)));
+        }
         if (c.type == dtAutoInc && ++autoIncs > 1)
             Invalid(QStringLiteral("Column \"%1\": a table can have only one dtAutoInc column").arg(c.name));
         if (!c.expression.trimmed().isEmpty() && c.type != dtAutoInc) {
@@ -344,7 +362,7 @@ void OstValidateMeta(const OstTableMeta& m, OstConnection* conn) {
     if (conn && conn->SingleFile() && m.encryption != emDefault && m.encryption != OstCryptStoredMethod(conn->Location()))
         Invalid(QStringLiteral("Table \"%1\" cannot be encrypted on its own: the tables of a single-file database use the "
                                "database's encryption (method \"Default\")").arg(m.name));
-    ValidateColumns(m);
+    ValidateColumns(m, conn);
     ValidateIndexes(m);
     ValidateFulltext(m);
     ValidateForeignKeys(m, conn);
@@ -493,8 +511,12 @@ QString OstIndexSql(const OstTableMeta& m, const OstIndexMeta& ix, const QString
         for (const QString& e : OstSplitFields(ix.fields)) {
             QString col;
             int len = 0;
-            OstParseFieldEntry(e, col, len);
-            const OstColumnMeta* c = m.Column(col);
+            const OstColumnMeta* c = OstParseFieldEntry(e, col, len) ? m.Column(col) : nullptr;
+            // A stored definition may be damaged; it is an error, never a null column.
+            if (!c)
+                throw EOstraError(OstErr::InvalidDefinition,
+                                  QStringLiteral("Index \"%1\" of table \"%2\" names column \"%3\", which does not exist: the "
+                                                 "table's definition is damaged").arg(ix.name, m.name, col.isEmpty() ? e : col));
             QString k = len > 0 ? QStringLiteral("substr(%1, 1, %2)").arg(Q(c->name)).arg(len) : Q(c->name);
             const bool caseIns = (ix.options & ixCaseInsensitive) || ci.contains(e, Qt::CaseInsensitive) ||
                                  ci.contains(col, Qt::CaseInsensitive);

@@ -45,5 +45,8 @@ QString OstIndexPhysicalName(const OstTableMeta& meta, const QString& indexName)
 OstColumnResolver OstResolverFor(const OstTableMeta& meta, const QString& prefix = QString());
 // An expression in the table's dialect: SQL from level 5 on unless it starts
 // with "@", the native expression language otherwise.
+// Raises EOstraError unless the expression is exactly one SQL expression over
+// the table's own columns.
 QString OstExpressionSql(const OstTableMeta& meta, const QString& expression);
+void OstCheckSqlExpression(const OstTableMeta& meta, const QString& sql);
 QString OstDoubleUnQuote(const QString& s);

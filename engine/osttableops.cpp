@@ -8,7 +8,9 @@
 #include "ostmeta.h"
 #include "ostschema.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRandomGenerator>
 
 namespace {
@@ -24,12 +26,13 @@ public:
     static QString Name(TOstTable* t, const std::shared_ptr<OstConnection>& c) {
         const QString n = OstNormalizeTableName(t->GetTableName(), c->SingleFile());
         OstValidateTableName(n, c->SingleFile());
-        return n;
+        return c->StoredTableName(n);
     }
     static OstTableMeta Stored(OstConnection& c, const QString& name) {
         OstTableMeta m;
-        if (!c.TableExists(name) || !c.ReadMeta(name, m))
+        if (!c.TableExists(name))
             throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(name));
+        if (!c.ReadMeta(name, m)) throw c.UnreadableTable(name, QStringLiteral("it holds no table definition"));
         m.name = name;
         return m;
     }
@@ -55,7 +58,16 @@ void TOstTable::CreateTable() {
     auto c = RequireConnection();
     if (c->ReadOnly()) throw EOstraError(OstErr::ReadOnly, QStringLiteral("The database is opened read-only"));
     const QString name = OstTableOps::Name(this, c);
-    if (c->TableExists(name)) throw EOstraError(OstErr::AlreadyExists, QStringLiteral("Table \"%1\" already exists").arg(name));
+    if (c->TableExists(name)) {
+        OstTableMeta existing;
+        bool read = false;
+        try { read = c->ReadMeta(name, existing); } catch (const EOstraError&) {}
+        if (!read)
+            throw EOstraError(OstErr::AlreadyExists,
+                              QStringLiteral("Table \"%1\" cannot be created: the file \"%2\" is in the way and is not a readable "
+                                             "Ostra table (damaged, or another program's file)").arg(name, c->TableFile(name)));
+        throw EOstraError(OstErr::AlreadyExists, QStringLiteral("Table \"%1\" already exists").arg(name));
+    }
     OstTableMeta m = ToMeta();
     m.name = name;
     m.uid = NewUid();
@@ -72,8 +84,8 @@ void TOstTable::CreateTable() {
     const OstTableLocation loc = c->Locate(name, true);
     try {
         OstInTransaction(*c, [&] {
-            c->Exec(OstCreateTableSql(m, loc.schema, loc.table));
-            for (const QString& sql : OstCreateIndexesSql(m, loc.schema, loc.table)) c->Exec(sql);
+            c->ExecDdl(OstCreateTableSql(m, loc.schema, loc.table));
+            for (const QString& sql : OstCreateIndexesSql(m, loc.schema, loc.table)) c->ExecDdl(sql);
             c->WriteMeta(m);
             OstFulltextAfterChange(*c, loc, OstTableMeta(), m, true);
             if (OstAutoIncColumn(m) < 0) return;
@@ -179,14 +191,21 @@ void TOstTable::RenameTable(const QString& newNameIn) {
         if (c->SingleFile()) {
             const OstTableLocation loc = c->Locate(name);
             OstInTransaction(*c, [&] {
-                c->Exec(QStringLiteral("ALTER TABLE %1 RENAME TO %2").arg(loc.qualified(), OstQuoteIdent(newName)));
+                // SQLite takes a rename that changes only the case as a clash; it goes by way of a free name.
+                if (newName.compare(name, Qt::CaseInsensitive) == 0) {
+                    const QString step = QStringLiteral("__ostra_rename_%1").arg(m.uid);
+                    c->Exec(QStringLiteral("ALTER TABLE %1 RENAME TO %2").arg(loc.qualified(), OstQuoteIdent(step)));
+                    c->Exec(QStringLiteral("ALTER TABLE %1.%2 RENAME TO %3").arg(loc.schema, OstQuoteIdent(step), OstQuoteIdent(newName)));
+                } else {
+                    c->Exec(QStringLiteral("ALTER TABLE %1 RENAME TO %2").arg(loc.qualified(), OstQuoteIdent(newName)));
+                }
                 c->WriteMeta(m, oldName);
                 for (const OstTableMeta& o : referring) c->WriteMeta(o);
             });
         } else {
             for (const OstTableMeta& o : referring) c->Locate(o.name);
             c->Release(name);
-            const QString from = c->TableFile(name), to = c->TableFile(newName);
+            const QString from = c->TableFile(name), to = QFileInfo(from).dir().filePath(newName + QStringLiteral(".dat"));
             if (QFile::exists(from + QStringLiteral("-journal")))
                 throw EOstraError(OstErr::Locked, QStringLiteral("Table \"%1\" has an unfinished transaction").arg(name));
             if (!QFile::rename(from, to))
@@ -194,7 +213,8 @@ void TOstTable::RenameTable(const QString& newNameIn) {
             try {
                 const OstTableLocation loc = c->Locate(newName);
                 OstInTransaction(*c, [&] {
-                    c->Exec(QStringLiteral("ALTER TABLE %1.%2 RENAME TO %3").arg(loc.schema, OstQuoteIdent(name), OstQuoteIdent(newName)));
+                    if (newName.compare(name, Qt::CaseInsensitive) != 0)
+                        c->Exec(QStringLiteral("ALTER TABLE %1.%2 RENAME TO %3").arg(loc.schema, OstQuoteIdent(name), OstQuoteIdent(newName)));
                     c->WriteMeta(m);
                 });
                 for (const OstTableMeta& o : referring) OstInTransaction(*c, [&] { c->WriteMeta(o); });
@@ -235,7 +255,7 @@ void TOstTable::AddIndex(const QString& name, const QString& fields, TIndexOptio
         if (OnProgress) { bool abort = false; OnProgress(this, 0, abort); }
         const OstTableLocation loc = c->Locate(table);
         OstInTransaction(*c, [&] {
-            if (!(options & ixNonMaintained)) c->Exec(OstIndexSql(m, ix, loc.schema, loc.table));
+            if (!(options & ixNonMaintained)) c->ExecDdl(OstIndexSql(m, ix, loc.schema, loc.table));
             c->WriteMeta(m);
         });
         c->BumpGeneration();

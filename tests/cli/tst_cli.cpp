@@ -548,6 +548,19 @@ void TestCli::badInput() {
     WriteTextFile(tmp.filePath("Nope.json"), R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js");
     EXPECT_FAIL(RunOstra({"alter", db, tmp.filePath("Nope.json")}), 1, "\"Nope\" does not exist");
     EXPECT_FAIL(RunOstra({"sql", db, "SELECT * FROM Nope"}), 1, "Nope");
+
+    // Files that are not the engine's are refused and left byte for byte as they were.
+    WriteTextFile(tmp.filePath("empty.ostd"), QByteArray());
+    EXPECT_FAIL(RunOstra({"tables", tmp.filePath("empty.ostd")}), 1, "is not an Ostra database");
+    QCOMPARE(QFileInfo(tmp.filePath("empty.ostd")).size(), 0);
+
+    // Structure goes through the engine: SQL names the command to use, drop-table deletes.
+    WriteTextFile(tmp.filePath("T.json"), R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js");
+    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("T.json")}));
+    EXPECT_FAIL(RunOstra({"sql", db, "DROP TABLE T"}), 1, "ostra drop-table");
+    EXPECT_OK(RunOstra({"drop-table", db, "t"}));
+    QCOMPARE(RunOstra({"tables", db}).out, QString());
+    EXPECT_FAIL(RunOstra({"drop-table", db, "T"}), 1, "does not exist");
 }
 
 void TestCli::alterKilledMidwayLeavesOldTable_data() {
