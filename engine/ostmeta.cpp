@@ -50,6 +50,12 @@ OstTableMeta OstTableMeta::FromJson(const QJsonObject& o) {
     OstTableMeta m;
     m.name = o["name"].toString();
     m.uid = o["uid"].toString();
+    // The storage id names the table's indexes in SQL: letters and digits only.
+    for (const QChar ch : m.uid)
+        if (ch.unicode() > 127 || !ch.isLetterOrNumber())
+            throw EOstraError(OstErr::InvalidDefinition,
+                              QStringLiteral("The stored definition of table \"%1\" is damaged: its storage id is not valid")
+                                  .arg(m.name.left(64)));
     m.level = o["level"].toInt(OstDefaultTableLevel);
     m.capacity = o["capacity"].toInt(100000);
     m.collation = o["collation"].toString();

@@ -450,7 +450,9 @@ QVector<OstCheckSql> OstTableCheckSql(const OstTableMeta& m) {
     for (const OstCheckMeta& ck : m.checks) {
         const QString cond = ck.custom.trimmed().isEmpty() ? ck.condition : ck.custom;
         const QString msg = ck.message.trimmed().isEmpty() ? QStringLiteral("Check \"%1\" failed").arg(cond.trimmed()) : ck.message;
-        out.append({msg, OstNativeExpressionToSql(cond, OstResolverFor(m))});
+        const QString sql = OstNativeExpressionToSql(cond, OstResolverFor(m));
+        OstCheckSqlExpression(m, sql); // the translation, too, goes into DDL only as one expression
+        out.append({msg, sql});
     }
     return out;
 }
