@@ -6,6 +6,7 @@
 #include "ostconnection.h"
 #include "ostcryptaccess.h"
 #include "ostdataset.h"
+#include "ostfileswap.h"
 #include "ostfilter.h"
 #include "ostfulltext.h"
 #include "ostmeta.h"
@@ -361,6 +362,9 @@ void TOstTable::AlterTable() {
         OstCryptRekey rekey(this, *c, name, nm.encryption);
         OstRestructure::Run(this, *c, oldMeta, nm);
         rekey.Commit();
+    } catch (const EOstraError& e) {
+        if (wasActive) { try { Open(); FindRecordId(id); } catch (...) {} }
+        throw OstNameIoError(e, QStringLiteral("table \"%1\"").arg(name), c->TableFile(name));
     } catch (...) {
         if (wasActive) { try { Open(); FindRecordId(id); } catch (...) {} }
         throw;
