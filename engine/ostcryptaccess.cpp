@@ -288,7 +288,8 @@ void OstCryptNewDatabase::Prepare(sqlite3* db) {
 
 // ---------------------------------------------------------------- rekey
 
-OstCryptRekey::OstCryptRekey(TOstTable* table, OstConnection& c, const QString& tableName, int method)
+OstCryptRekey::OstCryptRekey(TOstTable* table, OstConnection& c, const QString& tableName, int method,
+                             const QStringList& followers, const QString& master)
     : m_c(c), m_name(tableName) {
     if (c.SingleFile()) return; // the database's encryption covers its tables
     m_file = c.TableFile(tableName);
@@ -324,7 +325,9 @@ OstCryptRekey::OstCryptRekey(TOstTable* table, OstConnection& c, const QString& 
 
     // The table's file written anew under the new keys, next to the old one,
     // under a swap record that a crash leaves for the next open to settle.
-    m_swap = std::make_unique<OstFileSwap>(m_file, what);
+    QStringList followerFiles;
+    for (const QString& f : followers) followerFiles.append(c.TableFile(f));
+    m_swap = std::make_unique<OstFileSwap>(m_file, what, followerFiles, master.isEmpty() ? QString() : c.TableFile(master));
     const QString fresh = m_swap->Fresh();
     OstKeyring::Remove(fresh);
     if (next) OstKeyring::Put(fresh, next, this);

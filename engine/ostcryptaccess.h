@@ -8,6 +8,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 
@@ -71,7 +72,12 @@ private:
 // the same way when the table is next opened.
 class OstCryptRekey {
 public:
-    OstCryptRekey(TOstTable* table, OstConnection& c, const QString& tableName, int method);
+    // With followers (the table's dictionaries), their swaps follow this one:
+    // make their rekeys with this table's name as master, after this one.
+    OstCryptRekey(TOstTable* table, OstConnection& c, const QString& tableName, int method,
+                  const QStringList& followers = {}, const QString& master = {});
+    // True when the file is being written anew (else nothing changes).
+    bool Swapping() const { return m_swap != nullptr; }
     ~OstCryptRekey();
     OstCryptRekey(const OstCryptRekey&) = delete;
     OstCryptRekey& operator=(const OstCryptRekey&) = delete;

@@ -46,10 +46,11 @@ bool LockRecord(int fd) {
 
 QString Journal(const QString& file) { return file + QStringLiteral("-journal"); }
 
-// Undoes or completes the swap of file whose record this process now holds.
-// The new file's journal belongs to the new file only: it goes before the old
-// file takes the name back, or it would be played into the old file.
-void Settle(const QString& file) {
+// Puts the old file back where the new one was, or leaves it when the new
+// one never took its name. The new file's journal belongs to the new file
+// only: it goes before the old file takes the name back, or it would be
+// played into the old file.
+void UndoFile(const QString& file) {
     const QString backup = OstFileSwap::BackupOf(file), fresh = OstFileSwap::FreshOf(file);
     if (Exists(backup)) {
         Unlink(Journal(file));
@@ -64,6 +65,26 @@ void Settle(const QString& file) {
     Unlink(fresh);
     Unlink(Journal(fresh));
     SyncDir(file);
+}
+
+// The new file stands: the old one and any copy go.
+void CompleteFile(const QString& file) {
+    Unlink(OstFileSwap::BackupOf(file));
+    Unlink(OstFileSwap::FreshOf(file));
+    Unlink(Journal(OstFileSwap::FreshOf(file)));
+    SyncDir(file);
+}
+
+// The names a record lists under key ("follower", "master"), as paths beside it.
+QStringList Listed(const QString& record, const QString& key) {
+    QFile f(record);
+    QStringList out;
+    if (!f.open(QIODevice::ReadOnly)) return out;
+    const QString prefix = key + QLatin1Char('=');
+    for (const QString& line : QString::fromUtf8(f.readAll()).split(QLatin1Char('\n')))
+        if (line.startsWith(prefix) && line.size() > prefix.size())
+            out.append(QFileInfo(record).dir().filePath(line.mid(prefix.size())));
+    return out;
 }
 
 [[noreturn]] void Fail(const QString& what, const QString& doing, const QString& file) {
@@ -81,14 +102,16 @@ bool Injected(OstFault::Op op) {
 
 } // namespace
 
-OstFileSwap::OstFileSwap(const QString& file, const QString& what)
+OstFileSwap::OstFileSwap(const QString& file, const QString& what, const QStringList& followers, const QString& master)
     : m_file(file), m_what(what), m_fresh(FreshOf(file)), m_backup(BackupOf(file)), m_record(RecordOf(file)) {
     // What an earlier, interrupted swap left is settled first.
     if (!OstFileSwapRecover(m_file))
         throw EOstraError(OstErr::Locked, QStringLiteral("The file of %1 is being rewritten by another user").arg(what));
-    const QByteArray text = QStringLiteral("ostra file swap\nfile=%1\nnew=%2\nold=%3\n")
-                                .arg(QFileInfo(m_file).fileName(), QFileInfo(m_fresh).fileName(), QFileInfo(m_backup).fileName())
-                                .toUtf8();
+    QString lines = QStringLiteral("ostra file swap\nfile=%1\nnew=%2\nold=%3\n")
+                        .arg(QFileInfo(m_file).fileName(), QFileInfo(m_fresh).fileName(), QFileInfo(m_backup).fileName());
+    for (const QString& f : followers) lines += QStringLiteral("follower=%1\n").arg(QFileInfo(f).fileName());
+    if (!master.isEmpty()) lines += QStringLiteral("master=%1\n").arg(QFileInfo(master).fileName());
+    const QByteArray text = lines.toUtf8();
     m_fd = ::open(Native(m_record).constData(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (m_fd < 0) Fail(what, QStringLiteral("begin the rewrite"), m_record);
     if (!LockRecord(m_fd)) {
@@ -130,18 +153,19 @@ void OstFileSwap::Install() {
 
 void OstFileSwap::Commit() {
     if (m_fd < 0) return;
-    // From here on the new file stands: without the old file a record only goes.
-    Unlink(m_backup);
-    SyncDir(m_file);
+    // The record going is the moment the new file stands (for the files that
+    // follow this one as well); the old file is a mere leftover after it.
+    // A follower's record without its master's record is completed anyway.
     Unlink(m_record);
     SyncDir(m_file);
+    CompleteFile(m_file);
     ::close(m_fd);
     m_fd = -1;
 }
 
 void OstFileSwap::Undo() {
     if (m_fd < 0) return;
-    Settle(m_file);
+    UndoFile(m_file);
     Unlink(m_record);
     SyncDir(m_file);
     ::close(m_fd);
@@ -151,7 +175,11 @@ void OstFileSwap::Undo() {
 
 bool OstFileSwapRecover(const QString& file) {
     const QString record = OstFileSwap::RecordOf(file);
-    if (!Exists(record)) return true;
+    if (!Exists(record)) {
+        // An old file without a record: a committed swap that did not get to remove it.
+        if (Exists(OstFileSwap::BackupOf(file))) CompleteFile(file);
+        return true;
+    }
     const int fd = ::open(Native(record).constData(), O_RDWR | O_CLOEXEC);
     if (fd < 0) return !Exists(record);
     if (!LockRecord(fd)) {
@@ -163,7 +191,21 @@ bool OstFileSwapRecover(const QString& file) {
     const bool same = ::fstat(fd, &held) == 0 && ::stat(Native(record).constData(), &now) == 0 && held.st_ino == now.st_ino &&
                       held.st_dev == now.st_dev;
     if (same) {
-        Settle(file);
+        const QStringList master = Listed(record, QStringLiteral("master"));
+        if (!master.isEmpty() && Exists(OstFileSwap::RecordOf(master.first()))) {
+            // Its master decides, and settles it with its own files.
+            ::close(fd);
+            return OstFileSwapRecover(master.first());
+        }
+        if (!master.isEmpty()) {
+            CompleteFile(file); // the master committed
+        } else {
+            for (const QString& f : Listed(record, QStringLiteral("follower"))) {
+                UndoFile(f);
+                Unlink(OstFileSwap::RecordOf(f));
+            }
+            UndoFile(file);
+        }
         Unlink(record);
         SyncDir(file);
     }

@@ -4,23 +4,27 @@
 // While a swap runs, a record "<file>.swap" lies beside the file, written and
 // synced before anything else, and locked by the process doing the swap. The
 // new file is written as "<file>.rekey"; when it is complete the old one is
-// kept as "<file>.old" and the new one takes the file's name. Only when the
-// work on the new file is committed do the old file and then the record go.
+// kept as "<file>.old" and the new one takes the file's name.
 //
-// A record found without a live owner (its lock is free) means the swap was
-// interrupted: with the old file still there the swap is undone - the new
-// file and its journal go and the old file takes its name back; without it,
-// the new file was complete and stays. Either way no copy remains.
+// The record goes when the work on the new file is committed. A record found
+// without a live owner (its lock is free) means the swap was interrupted: it
+// is undone - the new file and its journal go and the old file takes its
+// name back. An old file found without a record is what a committed swap
+// had still to remove. Either way no copy remains.
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 class EOstraError;
 
 class OstFileSwap {
 public:
     // Starts a swap of file; what names it in messages ("table \"Items\"").
-    OstFileSwap(const QString& file, const QString& what);
+    // Files swapped along with it (a table's dictionaries) are its followers:
+    // they name it as their master, and its record decides for them - while
+    // it is there, an interrupted swap is undone for all of them.
+    OstFileSwap(const QString& file, const QString& what, const QStringList& followers = {}, const QString& master = {});
     // Not committed: undone.
     ~OstFileSwap();
     OstFileSwap(const OstFileSwap&) = delete;

@@ -8,6 +8,8 @@
 
 #include <QDirIterator>
 #include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -69,6 +71,7 @@ private slots:
     void largeTableChangesMethod();
     void killedChangeEndsOldOrNew();
     void fulltextWordsOfAnEncryptedTableAreEncrypted();
+    void dictionaryFollowsTheTablesEncryption();
 };
 
 // Over 2 MB the copy writes later pages of the new file before its first one.
@@ -168,6 +171,66 @@ void TstRekey::fulltextWordsOfAnEncryptedTableAreEncrypted() {
     auto again = kdb.Table(QStringLiteral("DocsDict"));
     again->ReadDefinitions();
     QCOMPARE(again->GetEncryptionMethod(), int(emRijndael));
+}
+
+// A plain table with a dictionary of its own gets encrypted: the dictionary
+// with it, in one step - a kill at any write leaves both as they were or both
+// encrypted, never the words in the clear beside an encrypted table.
+void TstRekey::dictionaryFollowsTheTablesEncryption() {
+    KeyedDb kdb;
+    {
+        auto t = kdb.Table(QStringLiteral("Docs"));
+        t->SetTableLevel(4);
+        AddColumn(*t, "Id", dtAutoInc);
+        AddColumn(*t, "Body", dtMemo);
+        t->CreateTable();
+        t->AddFulltextIndex2(QStringLiteral("Body.fti"), QStringLiteral("Body"), QStringLiteral("DocsDict"), QString());
+    }
+    kdb.Exec(QStringLiteral("INSERT INTO Docs(Body) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 200) "
+                            "SELECT 'zanzibarian word' || i FROM n"));
+    const QString docs = QDir(kdb.location).filePath(QStringLiteral("Docs.dat"));
+    const QString dict = QDir(kdb.location).filePath(QStringLiteral("DocsDict.dat"));
+    QVERIFY(!FilesHolding(kdb.location, "zanzibarian").isEmpty());
+    const TableState words = StateOf(*kdb.db, QStringLiteral("DocsDict"));
+    auto encrypt = [&] {
+        auto t = kdb.Table(QStringLiteral("Docs"));
+        t->SetEncryptionPassword(kPassword);
+        t->ReadDefinitions();
+        t->SetEncryptionMethod(emRijndael);
+        t->AlterTable();
+    };
+    int crashes = 0;
+    for (int n = 1;; n += std::max(1, n / 5)) {
+        kdb.db->Close();
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            OstFault::Arm(n, OstFault::Crash);
+            try {
+                encrypt();
+            } catch (...) {
+                ::_exit(3);
+            }
+            ::_exit(0);
+        }
+        int status = 0;
+        QCOMPARE(::waitpid(pid, &status, 0), pid);
+        const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        QVERIFY2(code == 0 || code == OstFault::CrashExitCode, qPrintable(QStringLiteral("n=%1: exit %2").arg(n).arg(code)));
+        const TableState table = StateOf(*kdb.db, QStringLiteral("Docs"));
+        const TableState dictionary = StateOf(*kdb.db, QStringLiteral("DocsDict"));
+        const QString at = QStringLiteral("n=%1: table %2, dictionary %3").arg(n).arg(table.method).arg(dictionary.method);
+        QVERIFY2(table.method == dictionary.method, qPrintable(at));
+        auto defined = [](const TableState& s) { return QJsonDocument::fromJson(s.definition.toUtf8()).object()["encryption"].toInt(); };
+        QVERIFY2(defined(dictionary) == defined(table), qPrintable(at));
+        QCOMPARE(dictionary.checksum, words.checksum);
+        QVERIFY2(Leftovers(kdb.location).isEmpty(), qPrintable(at + QStringLiteral(": ") + Leftovers(kdb.location).join(u' ')));
+        if (code == 0) break;
+        ++crashes;
+    }
+    QVERIFY(crashes > 10);
+    QCOMPARE(OstCryptStoredMethod(docs), int(emRijndael));
+    QCOMPARE(OstCryptStoredMethod(dict), int(emRijndael));
+    QCOMPARE(FilesHolding(kdb.location, "zanzibarian"), QStringList());
 }
 
 QTEST_GUILESS_MAIN(TstRekey)
