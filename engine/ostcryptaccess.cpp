@@ -336,7 +336,9 @@ OstCryptRekey::OstCryptRekey(TOstTable* table, OstConnection& c, const QString& 
         const OstTableLocation loc = c.Locate(tableName);
         if (next) ReserveRoom(c.Db(), SchemaOf(c, m_file));
         try {
-            c.Exec(QStringLiteral("VACUUM %1 INTO %2").arg(loc.schema, OstQuoteString(fresh)));
+            OstStmt copy(c.Db(), QStringLiteral("VACUUM %1 INTO ?1").arg(loc.schema));
+            copy.Bind(1, fresh);
+            copy.Step();
         } catch (const EOstraError& e) {
             throw OstNameIoError(e, what, m_file);
         }
