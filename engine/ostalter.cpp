@@ -6,6 +6,7 @@
 #include "ostconnection.h"
 #include "ostcryptaccess.h"
 #include "ostdataset.h"
+#include "ostfileswap.h"
 #include "ostfilter.h"
 #include "ostfulltext.h"
 #include "ostmeta.h"
@@ -14,6 +15,9 @@
 #include <QHash>
 #include <QRegularExpression>
 #include <QSet>
+
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -149,11 +153,23 @@ void FollowColumnChanges(const OstTableMeta& oldMeta, OstTableMeta& nm) {
     }
 }
 
+// True when a table other than table has a fulltext index with this dictionary.
+bool DictionaryOfOthers(OstConnection& c, const QString& table, const QString& dictionary) {
+    for (const OstTableMeta& other : c.CachedMetas())
+        if (other.name.compare(table, Qt::CaseInsensitive) != 0 &&
+            OstFulltextDictionaries(other).contains(dictionary, Qt::CaseInsensitive))
+            return true;
+    return false;
+}
+
 } // namespace
 
 class OstRestructure {
 public:
-    static void Run(TOstTable* t, OstConnection& c, const OstTableMeta& oldMeta, const OstTableMeta& nm) {
+    // rekeyedDictionaries: dictionaries whose files were written anew with the
+    // table's; their definitions take its method in the same transaction.
+    static void Run(TOstTable* t, OstConnection& c, const OstTableMeta& oldMeta, const OstTableMeta& nm,
+                    const QStringList& rekeyedDictionaries = {}) {
         Progress progress(t, nm.name);
         progress(0);
         const QString name = nm.name;
@@ -161,6 +177,7 @@ public:
         c.PrepareForWrite(name);
         for (const OstForeignKeyMeta& fk : nm.foreignKeys)
             if (fk.parentTable.compare(name, Qt::CaseInsensitive) != 0) c.Locate(fk.parentTable);
+        for (const QString& d : rekeyedDictionaries) c.Locate(d);
         const OstTableLocation loc = c.Locate(name);
 
         // Definitions that change no stored structure need no rebuild.
@@ -180,6 +197,13 @@ public:
                 c.WriteMeta(nm);
             } else {
                 Rebuild(c, loc, oldMeta, nm, progress);
+            }
+            for (const QString& d : rekeyedDictionaries) {
+                OstTableMeta dm;
+                if (!c.ReadMeta(d, dm)) continue;
+                dm.name = d;
+                dm.encryption = nm.encryption;
+                c.WriteMeta(dm);
             }
             OstFulltextAfterChange(c, loc, oldMeta, nm, rebuild);
             c.BumpGeneration();
@@ -358,9 +382,24 @@ void TOstTable::AlterTable() {
     try {
         OstTableLock lock(c->TableFile(name), name, true);
         // A new method or password writes the file anew first; a failure puts the old one back.
-        OstCryptRekey rekey(this, *c, name, nm.encryption);
-        OstRestructure::Run(this, *c, oldMeta, nm);
+        // Dictionaries of the table's own follow its encryption: they hold its words.
+        QStringList follow;
+        if (!c->SingleFile())
+            for (const QString& d : OstFulltextDictionaries(nm))
+                if (c->TableExists(d) && !DictionaryOfOthers(*c, name, d)) follow.append(d);
+        OstCryptRekey rekey(this, *c, name, nm.encryption, follow);
+        std::vector<std::unique_ptr<OstCryptRekey>> dictionaries;
+        QStringList rekeyed;
+        for (const QString& d : rekey.Swapping() ? follow : QStringList()) {
+            dictionaries.push_back(std::make_unique<OstCryptRekey>(this, *c, d, nm.encryption, QStringList(), name));
+            if (dictionaries.back()->Swapping()) rekeyed.append(d);
+        }
+        OstRestructure::Run(this, *c, oldMeta, nm, rekeyed);
         rekey.Commit();
+        for (auto& r : dictionaries) r->Commit();
+    } catch (const EOstraError& e) {
+        if (wasActive) { try { Open(); FindRecordId(id); } catch (...) {} }
+        throw OstNameIoError(e, QStringLiteral("table \"%1\"").arg(name), c->TableFile(name));
     } catch (...) {
         if (wasActive) { try { Open(); FindRecordId(id); } catch (...) {} }
         throw;

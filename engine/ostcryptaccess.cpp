@@ -3,6 +3,7 @@
 #include "ostconnection.h"
 #include "ostcrypt.h"
 #include "ostdataset.h"
+#include "ostfileswap.h"
 #include "ostfilter.h"
 #include "ostschema.h"
 #include "ostvfs.h"
@@ -12,7 +13,6 @@
 #include <QPointer>
 
 #include <mutex>
-#include <unistd.h>
 
 using namespace OstCrypt;
 
@@ -206,7 +206,15 @@ void OstCryptNoteTable(TOstTable* table, OstConnection& c) {
     Req().byFile.insert(key, table);
 }
 
+void OstCryptNoteDictionary(OstConnection& c, const QString& tableName, const QString& dictionaryName) {
+    if (c.SingleFile()) return;
+    const QString table = FileKey(c.TableFile(tableName)), dictionary = FileKey(c.TableFile(dictionaryName));
+    std::lock_guard<std::mutex> lock(Req().mutex);
+    if (TOstTable* t = Req().byFile.value(table).data()) Req().byFile.insert(dictionary, t);
+}
+
 void OstCryptBeforeAttach(OstConnection& c, const QString& tableName, const QString& file, bool create) {
+    OstFileSwapRecover(file);
     const FileInfo info = OstVfsInspect(file);
     if (!info.empty) {
         Unlock(c, file, tableName, false);
@@ -241,9 +249,13 @@ void OstCryptAfterAttach(OstConnection& c, const QString& schema, const QString&
 void OstCryptBeforeOpen(OstConnection& c) {
     OstVfsInstall();
     if (c.SingleFile()) Unlock(c, c.Location(), QString(), false);
+    else if (!c.ReadOnly()) OstFileSwapRecoverAll(c.Location());
 }
 
-bool OstCryptUnlockQuietly(OstConnection& c, const QString& file) { return Unlock(c, file, QString(), true); }
+bool OstCryptUnlockQuietly(OstConnection& c, const QString& file) {
+    if (!c.ReadOnly()) OstFileSwapRecover(file);
+    return Unlock(c, file, QString(), true);
+}
 
 void OstCryptConnectionClosed(OstConnection& c) { OstKeyring::Release(&c); }
 
@@ -276,7 +288,8 @@ void OstCryptNewDatabase::Prepare(sqlite3* db) {
 
 // ---------------------------------------------------------------- rekey
 
-OstCryptRekey::OstCryptRekey(TOstTable* table, OstConnection& c, const QString& tableName, int method)
+OstCryptRekey::OstCryptRekey(TOstTable* table, OstConnection& c, const QString& tableName, int method,
+                             const QStringList& followers, const QString& master)
     : m_c(c), m_name(tableName) {
     if (c.SingleFile()) return; // the database's encryption covers its tables
     m_file = c.TableFile(tableName);
@@ -310,64 +323,58 @@ OstCryptRekey::OstCryptRekey(TOstTable* table, OstConnection& c, const QString& 
         throw EOstraError(OstErr::General,
                           QStringLiteral("The encryption of %1 cannot change inside a running transaction").arg(what));
 
-    // The table's file written anew under the new keys, next to the old one.
-    const QString fresh = m_file + QStringLiteral(".rekey");
-    QFile::remove(fresh);
-    QFile::remove(fresh + QStringLiteral("-journal"));
+    // The table's file written anew under the new keys, next to the old one,
+    // under a swap record that a crash leaves for the next open to settle.
+    QStringList followerFiles;
+    for (const QString& f : followers) followerFiles.append(c.TableFile(f));
+    m_swap = std::make_unique<OstFileSwap>(m_file, what, followerFiles, master.isEmpty() ? QString() : c.TableFile(master));
+    const QString fresh = m_swap->Fresh();
     OstKeyring::Remove(fresh);
     if (next) OstKeyring::Put(fresh, next, this);
-    auto discard = [&] {
-        QFile::remove(fresh);
-        OstKeyring::Release(this);
-        OstKeyring::Remove(fresh);
-    };
+    m_oldKeys = current;
     try {
         const OstTableLocation loc = c.Locate(tableName);
         if (next) ReserveRoom(c.Db(), SchemaOf(c, m_file));
-        c.Exec(QStringLiteral("VACUUM %1 INTO %2").arg(loc.schema, OstQuoteString(fresh)));
+        try {
+            OstStmt copy(c.Db(), QStringLiteral("VACUUM %1 INTO ?1").arg(loc.schema));
+            copy.Bind(1, fresh);
+            copy.Step();
+        } catch (const EOstraError& e) {
+            throw OstNameIoError(e, what, m_file);
+        }
         c.Release(tableName);
+        m_swap->Install();
     } catch (...) {
-        discard();
+        Undo();
         throw;
     }
-
-    // Swap: the old file stays under a second name until the restructure is through.
-    m_backup = m_file + QStringLiteral(".old");
-    QFile::remove(m_backup);
-    const QByteArray file = QFile::encodeName(m_file), backup = QFile::encodeName(m_backup), freshName = QFile::encodeName(fresh);
-    if (::link(file.constData(), backup.constData()) != 0 && ::rename(file.constData(), backup.constData()) != 0) {
-        discard();
-        throw EOstraError(OstErr::IoError, QStringLiteral("Cannot set the file of %1 aside").arg(what));
-    }
-    if (::rename(freshName.constData(), file.constData()) != 0) {
-        if (::access(file.constData(), F_OK) == 0) ::unlink(backup.constData());
-        else ::rename(backup.constData(), file.constData());
-        discard();
-        throw EOstraError(OstErr::IoError, QStringLiteral("Cannot replace the file of %1").arg(what));
-    }
-    m_oldKeys = current;
-    m_swapped = true;
     if (next) OstKeyring::Put(m_file, next, &c);
     else OstKeyring::Remove(m_file);
     OstKeyring::Release(this);
     OstKeyring::Remove(fresh);
 }
 
-OstCryptRekey::~OstCryptRekey() {
-    if (!m_swapped) return;
-    // Not committed: the old file, with its keys, comes back.
+void OstCryptRekey::Undo() {
+    // The file is let go before the old one takes its name back.
     try {
         m_c.Release(m_name);
     } catch (...) {
     }
-    if (::rename(QFile::encodeName(m_backup).constData(), QFile::encodeName(m_file).constData()) == 0) {
-        if (m_oldKeys) OstKeyring::Put(m_file, m_oldKeys, &m_c);
-        else OstKeyring::Remove(m_file);
-    }
+    m_swap->Undo();
+    m_swap.reset();
+    OstKeyring::Release(this);
+    OstKeyring::Remove(OstFileSwap::FreshOf(m_file));
+    if (m_oldKeys) OstKeyring::Put(m_file, m_oldKeys, &m_c);
+    else OstKeyring::Remove(m_file);
+}
+
+OstCryptRekey::~OstCryptRekey() {
+    // Not committed: the old file, with its keys, comes back.
+    if (m_swap) Undo();
 }
 
 void OstCryptRekey::Commit() {
-    if (!m_swapped) return;
-    QFile::remove(m_backup);
-    m_swapped = false;
+    if (!m_swap) return;
+    m_swap->Commit();
+    m_swap.reset();
 }

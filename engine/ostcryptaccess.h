@@ -8,10 +8,12 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 
 class OstConnection;
+class OstFileSwap;
 class TOstTable;
 struct sqlite3;
 
@@ -23,6 +25,11 @@ struct Keys;
 // table file is encrypted, and its password is tried first when the file is
 // unlocked. Directory databases only; single-file databases encrypt as a whole.
 void OstCryptNoteTable(TOstTable* table, OstConnection& c);
+
+// A new dictionary of a fulltext index of tableName holds the table's words:
+// its file is encrypted like the table's (the method and password of the
+// table component), and its journal with it.
+void OstCryptNoteDictionary(OstConnection& c, const QString& tableName, const QString& dictionaryName);
 
 // Before a table file of a directory database is attached: unlocks it (asking
 // the global password handler when no known password fits), or, when the file
@@ -59,19 +66,28 @@ private:
 
 // A change of a table's method or password, done as part of a restructure.
 // The constructor writes the table's file anew under the new keys (VACUUM
-// INTO a new file) and swaps it in, keeping the old file aside; Commit drops
-// the old file, and without Commit the destructor puts it back.
+// INTO a new file) and swaps it in (OstFileSwap), keeping the old file aside;
+// the restructure then works on the new file. Commit drops the old file, and
+// without Commit the destructor puts it back; a crash in between is settled
+// the same way when the table is next opened.
 class OstCryptRekey {
 public:
-    OstCryptRekey(TOstTable* table, OstConnection& c, const QString& tableName, int method);
+    // With followers (the table's dictionaries), their swaps follow this one:
+    // make their rekeys with this table's name as master, after this one.
+    OstCryptRekey(TOstTable* table, OstConnection& c, const QString& tableName, int method,
+                  const QStringList& followers = {}, const QString& master = {});
+    // True when the file is being written anew (else nothing changes).
+    bool Swapping() const { return m_swap != nullptr; }
     ~OstCryptRekey();
     OstCryptRekey(const OstCryptRekey&) = delete;
     OstCryptRekey& operator=(const OstCryptRekey&) = delete;
     void Commit();
 
 private:
+    void Undo();
+
     OstConnection& m_c;
-    QString m_name, m_file, m_backup;
+    QString m_name, m_file;
     std::shared_ptr<const OstCrypt::Keys> m_oldKeys;
-    bool m_swapped = false;
+    std::unique_ptr<OstFileSwap> m_swap;
 };

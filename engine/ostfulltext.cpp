@@ -1,6 +1,7 @@
 // Keeping fulltext indexes: the FTS5 table and its triggers in the file of the
 // indexed table, the dictionary table and its temporary triggers.
 #include "ostfulltext.h"
+#include "ostcryptaccess.h"
 #include "ostfulltext_p.h"
 
 #include "ostcollation.h"
@@ -78,6 +79,7 @@ void CreateDictionary(OstConnection& c, const QString& name, const OstTableMeta&
     d.uid = QString::number(QRandomGenerator::global()->generate64() & 0xFFFFFFFFFFFFull, 36);
     d.level = m.level;
     d.collation = DictionaryCollation(m, f);
+    d.encryption = m.encryption; // the words are as secret as the table
     d.icuVersion = OstIcuCollatorVersion();
     bool wide = false;
     for (const QString& col : OstFts::Columns(f))
@@ -99,6 +101,7 @@ void CreateDictionary(OstConnection& c, const QString& name, const OstTableMeta&
     pk.options = int((ixPrimary | ixUnique).toInt());
     d.indexes.append(pk);
     OstValidateMeta(d, &c);
+    OstCryptNoteDictionary(c, m.name, name);
     const OstTableLocation dl = c.Locate(name, true);
     try {
         OstInTransaction(c, [&] {

@@ -3,6 +3,7 @@
 #include "ostconnection.h"
 #include "ostcollation.h"
 #include "ostdataset.h"
+#include "ostfileswap.h"
 #include "ostfilter.h"
 #include "ostfulltext.h"
 #include "ostmeta.h"
@@ -81,8 +82,8 @@ void TOstTable::CreateTable() {
         if (e.ErrorCode() != OstErr::NotFound) throw;
     }
     OstFulltextPrepare(*c, m); // dictionaries made and reachable before the table's file exists
-    const OstTableLocation loc = c->Locate(name, true);
     try {
+        const OstTableLocation loc = c->Locate(name, true);
         OstInTransaction(*c, [&] {
             c->ExecDdl(OstCreateTableSql(m, loc.schema, loc.table));
             for (const QString& sql : OstCreateIndexesSql(m, loc.schema, loc.table)) c->ExecDdl(sql);
@@ -91,11 +92,20 @@ void TOstTable::CreateTable() {
             if (OstAutoIncColumn(m) < 0) return;
         });
     } catch (...) {
+        // A new file goes with its journal: nothing of the attempt is left.
         if (newFile) {
-            c->Release(name);
+            try {
+                c->Release(name);
+            } catch (...) {
+            }
             QFile::remove(c->TableFile(name));
+            QFile::remove(c->TableFile(name) + QStringLiteral("-journal"));
         }
-        throw;
+        try {
+            throw;
+        } catch (const EOstraError& e) {
+            throw OstNameIoError(e, QStringLiteral("table \"%1\"").arg(name), c->TableFile(name));
+        }
     }
     c->BumpGeneration();
     // The component now holds what was stored, column numbers included.

@@ -1,5 +1,7 @@
 #include "ostvfs.h"
 
+#include "ostfaultvfs.h"
+
 #include <QFile>
 
 #include <atomic>
@@ -62,6 +64,7 @@ struct State {
     int pageSize = 0;
     std::vector<uint8_t> raw, plain;
     std::string mainPath;
+    bool fresh = false; // a file that was empty when opened: pages not yet written read as zeros
     std::vector<uint8_t> mem;
 };
 
@@ -96,6 +99,12 @@ int RawWrite(sqlite3_file* f, const void* buf, int amt, sqlite3_int64 off) {
     return r->pMethods->xWrite(r, buf, amt, off);
 }
 
+bool IsZero(const uint8_t* p, int n) {
+    for (int i = 0; i < n; ++i)
+        if (p[i]) return false;
+    return true;
+}
+
 // Reads page pg (0-based) into s.plain; SQLITE_IOERR_SHORT_READ leaves zeros.
 int ReadPage(sqlite3_file* f, sqlite3_int64 pg, uint8_t* plain) {
     State& s = St(f);
@@ -106,6 +115,10 @@ int ReadPage(sqlite3_file* f, sqlite3_int64 pg, uint8_t* plain) {
         return rc;
     }
     if (rc != SQLITE_OK) return rc;
+    if (s.fresh && IsZero(s.raw.data(), ps)) {
+        std::memset(plain, 0, static_cast<size_t>(ps));
+        return SQLITE_OK;
+    }
     return s.cipher->OpenPage(static_cast<uint32_t>(pg + 1), s.raw.data(), plain, ps) ? SQLITE_OK : SQLITE_IOERR_DATA;
 }
 
@@ -158,6 +171,9 @@ int DbWrite(sqlite3_file* f, const void* in, int amt, sqlite3_int64 off) {
     const auto* src = static_cast<const uint8_t*>(in);
     // A page 1 image names the page size (VACUUM may change it).
     if (off == 0 && IsPageSize(amt) && DecodePageSize(src + 16) == amt) s.pageSize = amt;
+    // A new file may get other pages before page 1 (a copy spilling its cache):
+    // SQLite writes a database file in whole, aligned pages, so one names the size.
+    if (!s.pageSize && s.fresh && IsPageSize(amt) && off % amt == 0) s.pageSize = amt;
     if (!s.pageSize) return SQLITE_IOERR_WRITE;
     const int ps = s.pageSize;
     SizeBuffers(s, ps);
@@ -340,6 +356,7 @@ int xOpen(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* pf, int flags, int*
     }
     Kind kind = Plain;
     int pageSize = 0;
+    bool fresh = false;
     if (flags & SQLITE_OPEN_MAIN_DB) {
         sqlite3_int64 size = 0;
         r->pMethods->xFileSize(r, &size);
@@ -352,6 +369,7 @@ int xOpen(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* pf, int flags, int*
             kind = EncDb;
         } else if (size == 0 && keys) {
             kind = EncDb; // a new file: its pages are sealed from the first write
+            fresh = true;
         }
     } else if ((flags & SQLITE_OPEN_MAIN_JOURNAL) && keys) {
         kind = EncJournal;
@@ -366,6 +384,7 @@ int xOpen(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* pf, int flags, int*
     auto* st = new State;
     st->kind = kind;
     st->pageSize = pageSize;
+    st->fresh = fresh;
     if (kind != Plain) {
         st->keys = keys;
         st->cipher = std::make_unique<OstCrypt::PageCipher>(keys, kind == EncDb ? OstCrypt::DbRole : OstCrypt::JournalRole);
@@ -409,7 +428,8 @@ void OstVfsInstall() {
     static std::once_flag once;
     std::call_once(once, [] {
         sqlite3_initialize();
-        g_root = sqlite3_vfs_find(nullptr);
+        // The fault layer under the encryption: inert unless a test arms it.
+        g_root = OstFault::Wrap(sqlite3_vfs_find(nullptr));
         g_vfs = sqlite3_vfs{};
         g_vfs.iVersion = 3;
         g_vfs.szOsFile = static_cast<int>(kRealOffset) + g_root->szOsFile;
