@@ -212,6 +212,7 @@ void OstConnection::Configure() {
     Exec(QStringLiteral("PRAGMA temp_store=MEMORY"));
     Exec(QStringLiteral("PRAGMA foreign_keys=OFF"));
     Exec(QStringLiteral("PRAGMA recursive_triggers=ON"));
+    InstallForeignKeyHooks();
 }
 
 void OstConnection::Exec(const QString& sql) {
@@ -255,6 +256,7 @@ void OstConnection::Begin() {
 
 void OstConnection::Commit() {
     if (m_txDepth == 0) return;
+    if (m_fkQueued) SettleForeignKeys();
     if (m_txDepth == 1 && m_ownOuter) Exec(QStringLiteral("COMMIT"));
     else Exec(QStringLiteral("RELEASE ost_sp%1").arg(m_txDepth - 1));
     --m_txDepth;
@@ -263,6 +265,7 @@ void OstConnection::Commit() {
 void OstConnection::Rollback() {
     if (m_txDepth == 0) return;
     --m_txDepth;
+    m_triggersGeneration = -1; // triggers made inside the transaction are gone with it
     if (m_txDepth == 0 && m_ownOuter) {
         if (!sqlite3_get_autocommit(m_db)) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
     } else {
@@ -309,12 +312,11 @@ OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
     const QString file = TableFile(tableName);
     if (!create && !QFileInfo(file).isFile())
         throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(tableName));
-    if (InTransaction())
+    if (InTransaction() && !m_attachInTransaction)
         throw EOstraError(OstErr::General,
                           QStringLiteral("Table \"%1\" cannot be opened inside a running transaction").arg(tableName));
-    // SQLite allows ten attached files; the catalog may take one of them.
-    const int limit = QFileInfo::exists(QDir(m_location).filePath(QLatin1String(kCatalogFile))) ? 8 : 9;
-    while (m_attached.size() >= limit && !m_attachOrder.isEmpty()) {
+    const int limit = AttachLimit();
+    while (!m_attachInTransaction && m_attached.size() >= limit && !m_attachOrder.isEmpty()) {
         const QString victim = m_attachOrder.takeFirst();
         const QString alias = m_attached.take(victim);
         const QByteArray sql = QStringLiteral("DETACH %1").arg(OstQuoteIdent(alias)).toUtf8();
@@ -334,6 +336,11 @@ OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
     OstCryptAfterAttach(*this, alias, file);
     if (create) EnsureMetaTable(OstQuoteIdent(alias));
     return {OstQuoteIdent(alias), OstQuoteIdent(tableName)};
+}
+
+// SQLite allows ten attached files; the catalog may take one of them.
+int OstConnection::AttachLimit() const {
+    return QFileInfo::exists(QDir(m_location).filePath(QLatin1String(kCatalogFile))) ? 8 : 9;
 }
 
 void OstConnection::Release(const QString& tableName) {
