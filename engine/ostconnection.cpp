@@ -5,6 +5,7 @@
 #include "ostfilter.h"
 #include "ostfulltext.h"
 #include "ostmeta.h"
+#include "ostschema.h"
 #include "ostvalues.h"
 
 #include <QDir>
@@ -402,7 +403,13 @@ bool OstConnection::ReadMeta(const QString& tableName, OstTableMeta& meta) {
 
 void OstConnection::WriteMeta(const OstTableMeta& meta, const QString& oldName) {
     const OstTableLocation loc = Locate(meta.name, true);
-    const QByteArray json = QJsonDocument(meta.ToJson()).toJson(QJsonDocument::Compact);
+    // Check conditions are kept with ISO dates, so that they read the same under any locale.
+    OstTableMeta stored = meta;
+    for (OstCheckMeta& ck : stored.checks) {
+        ck.condition = OstExpressionWithIsoDates(ck.condition, OstResolverFor(meta));
+        ck.custom = OstExpressionWithIsoDates(ck.custom, OstResolverFor(meta));
+    }
+    const QByteArray json = QJsonDocument(stored.ToJson()).toJson(QJsonDocument::Compact);
     if (!oldName.isEmpty() && oldName.compare(meta.name, Qt::CaseInsensitive) != 0) {
         OstStmt del(m_db, QStringLiteral("DELETE FROM %1.%2 WHERE name = ?1").arg(loc.schema, OstMetaTableName()));
         del.Bind(1, oldName);
