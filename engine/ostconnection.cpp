@@ -50,6 +50,12 @@ EOstraError OstReword(const QString& raw, int16_t code) {
                                .arg(table, cols.join(QStringLiteral(", "))));
     }
     if (raw.startsWith(check)) return EOstraError(OstErr::ConstraintViolation, raw.mid(check.size()));
+    // The bare wording is the commit hook's refusal: foreign keys were still queued (see SettleForeignKeys).
+    if (raw == QStringLiteral("constraint failed"))
+        return EOstraError(OstErr::ForeignKeyViolation,
+                           QStringLiteral("The transaction was rolled back: its changes still had foreign keys to check in "
+                                          "table files that were not attached. Run the statements without BEGIN and COMMIT, "
+                                          "so that the engine checks them before it commits"));
     if (raw.startsWith(QStringLiteral("Foreign key")))
         return EOstraError(OstErr::ForeignKeyViolation, raw);
     return EOstraError(code, raw);

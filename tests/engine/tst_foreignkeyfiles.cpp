@@ -99,6 +99,11 @@ void TstForeignKeyFiles::rejectReachesEveryChild() {
     p->AlterTable();
     QCOMPARE(Raised([&] { tdb.Exec("DELETE FROM Parent WHERE Code = 'B'"); }).ErrorCode(), OstErr::ForeignKeyViolation);
 
+    // SQL that commits on its own cannot leave the queued keys unchecked.
+    e = Raised([&] { tdb.Exec("BEGIN; DELETE FROM Parent WHERE Code = 'B'; COMMIT"); });
+    QCOMPARE(e.ErrorCode(), OstErr::ForeignKeyViolation);
+    QCOMPARE(Count(tdb, "Parent"), 2);
+
     // A child still needs its parent, whichever files are attached.
     const QString last = ChildName(children);
     QCOMPARE(Raised([&] { tdb.Exec(QStringLiteral("INSERT INTO %1(Code, ParentCode) VALUES('z', 'Z')").arg(last)); }).ErrorCode(),
