@@ -18,8 +18,22 @@ void TOstBatchMove::SetRecordCount(int n) {
     m_recordCount = n;
 }
 
-TDataSet* TOstBatchMove::Source() const { return Referenced<TDataSet>(m_source); }
-TDataSet* TOstBatchMove::Destination() const { return Referenced<TDataSet>(m_destination); }
+TDataSet* TOstBatchMove::Source() const { return m_sourceDirect ? m_sourceSet.data() : Referenced<TDataSet>(m_source); }
+TDataSet* TOstBatchMove::Destination() const {
+    return m_destinationDirect ? m_destinationSet.data() : Referenced<TDataSet>(m_destination);
+}
+
+void TOstBatchMove::SetSource(TDataSet* dataset) {
+    m_sourceSet = dataset;
+    m_sourceDirect = dataset != nullptr;
+    if (dataset) m_source = dataset->GetName();
+}
+
+void TOstBatchMove::SetDestination(TDataSet* dataset) {
+    m_destinationSet = dataset;
+    m_destinationDirect = dataset != nullptr;
+    if (dataset) m_destination = dataset->GetName();
+}
 
 // One Execute: resolves and checks everything, then moves the records in one
 // transaction of the destination's database.
@@ -129,12 +143,14 @@ void OstBatchRun::ResolveDatasets() {
     const QString name = m_move.GetName().isEmpty() ? QStringLiteral("Batch move") : QStringLiteral("Batch move \"%1\"").arg(m_move.GetName());
     m_source = m_move.Source();
     if (!m_source)
-        throw EOstraError(OstErr::NotFound, m_move.GetSourceName().trimmed().isEmpty()
+        throw EOstraError(OstErr::NotFound, m_move.m_sourceDirect ? QStringLiteral("%1: its Source was deleted").arg(name)
+                                            : m_move.GetSourceName().trimmed().isEmpty()
                                                 ? QStringLiteral("%1 has no Source").arg(name)
                                                 : QStringLiteral("%1: Source \"%2\" is not a dataset of the same owner").arg(name, m_move.GetSourceName()));
     TDataSet* dst = m_move.Destination();
     if (!dst)
-        throw EOstraError(OstErr::NotFound, m_move.GetDestinationName().trimmed().isEmpty()
+        throw EOstraError(OstErr::NotFound, m_move.m_destinationDirect ? QStringLiteral("%1: its Destination was deleted").arg(name)
+                                            : m_move.GetDestinationName().trimmed().isEmpty()
                                                 ? QStringLiteral("%1 has no Destination").arg(name)
                                                 : QStringLiteral("%1: Destination \"%2\" is not a dataset of the same owner").arg(name, m_move.GetDestinationName()));
     m_dst = qobject_cast<TOstTable*>(dst);

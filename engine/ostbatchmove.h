@@ -1,5 +1,6 @@
 // TOstBatchMove: copies the records of a source dataset into a destination
-// table of the same owner. Mappings lines read "destination=source" (a line
+// table. Source and Destination name components of the same owner, or are set
+// as datasets owned anywhere (SetSource, SetDestination). Mappings lines read "destination=source" (a line
 // with one name maps that column to itself); without mappings columns are
 // matched by name.
 //
@@ -30,6 +31,7 @@
 #include "ostengine.h"
 #include "tcomponent.h"
 
+#include <QPointer>
 #include <QStringList>
 
 class TDataSet;
@@ -61,9 +63,14 @@ public:
     ~TOstBatchMove() override;
 
     QString GetSourceName() const { return m_source; }
-    void SetSourceName(const QString& name) { m_source = name; }
+    // A name is looked up among the components of this one's owner; it
+    // replaces a dataset set directly.
+    void SetSourceName(const QString& name) { m_source = name; m_sourceSet = nullptr; m_sourceDirect = false; }
     QString GetDestinationName() const { return m_destination; }
-    void SetDestinationName(const QString& name) { m_destination = name; }
+    void SetDestinationName(const QString& name) { m_destination = name; m_destinationSet = nullptr; m_destinationDirect = false; }
+    // The dataset itself, whoever owns it (or nobody); nullptr goes back to the name.
+    void SetSource(TDataSet* dataset);
+    void SetDestination(TDataSet* dataset);
     TBatchMode GetMode() const { return m_mode; }
     void SetMode(TBatchMode mode) { m_mode = mode; }
     QStringList GetMappings() const { return m_mappings; }
@@ -103,6 +110,8 @@ public:
 private:
     friend class OstBatchRun;
     QString m_source, m_destination, m_fileName;
+    QPointer<TDataSet> m_sourceSet, m_destinationSet; // set directly; null once deleted
+    bool m_sourceDirect = false, m_destinationDirect = false;
     TBatchMode m_mode = batAppend;
     QStringList m_mappings;
     int m_recordCount = 0;

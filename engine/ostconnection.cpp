@@ -5,6 +5,7 @@
 #include "ostfilter.h"
 #include "ostfulltext.h"
 #include "ostmeta.h"
+#include "ostschema.h"
 #include "ostvalues.h"
 
 #include <QDir>
@@ -49,6 +50,12 @@ EOstraError OstReword(const QString& raw, int16_t code) {
                                .arg(table, cols.join(QStringLiteral(", "))));
     }
     if (raw.startsWith(check)) return EOstraError(OstErr::ConstraintViolation, raw.mid(check.size()));
+    // The bare wording is the commit hook's refusal: foreign keys were still queued (see SettleForeignKeys).
+    if (raw == QStringLiteral("constraint failed"))
+        return EOstraError(OstErr::ForeignKeyViolation,
+                           QStringLiteral("The transaction was rolled back: its changes still had foreign keys to check in "
+                                          "table files that were not attached. Run the statements without BEGIN and COMMIT, "
+                                          "so that the engine checks them before it commits"));
     if (raw.startsWith(QStringLiteral("Foreign key")))
         return EOstraError(OstErr::ForeignKeyViolation, raw);
     return EOstraError(code, raw);
@@ -230,6 +237,7 @@ void OstConnection::Configure() {
     Exec(QStringLiteral("PRAGMA temp_store=MEMORY"));
     Exec(QStringLiteral("PRAGMA foreign_keys=OFF"));
     Exec(QStringLiteral("PRAGMA recursive_triggers=ON"));
+    InstallForeignKeyHooks();
 }
 
 void OstConnection::Exec(const QString& sql) {
@@ -312,6 +320,7 @@ void OstConnection::Begin() {
 
 void OstConnection::Commit() {
     if (m_txDepth == 0) return;
+    if (m_fkQueued) SettleForeignKeys();
     if (m_txDepth == 1 && m_ownOuter) Exec(QStringLiteral("COMMIT"));
     else Exec(QStringLiteral("RELEASE ost_sp%1").arg(m_txDepth - 1));
     --m_txDepth;
@@ -320,6 +329,7 @@ void OstConnection::Commit() {
 void OstConnection::Rollback() {
     if (m_txDepth == 0) return;
     --m_txDepth;
+    m_triggersGeneration = -1; // triggers made inside the transaction are gone with it
     if (m_txDepth == 0 && m_ownOuter) {
         if (!sqlite3_get_autocommit(m_db)) sqlite3_exec(m_db, "ROLLBACK", nullptr, nullptr, nullptr);
     } else {
@@ -378,12 +388,11 @@ OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
     const QString file = TableFile(tableName);
     if (!create && !QFileInfo(file).isFile())
         throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(tableName));
-    if (InTransaction())
+    if (InTransaction() && !m_attachInTransaction)
         throw EOstraError(OstErr::General,
                           QStringLiteral("Table \"%1\" cannot be opened inside a running transaction").arg(tableName));
-    // SQLite allows ten attached files; the catalog may take one of them.
-    const int limit = QFileInfo::exists(QDir(m_location).filePath(QLatin1String(kCatalogFile))) ? 8 : 9;
-    while (m_attached.size() >= limit && !m_attachOrder.isEmpty()) {
+    const int limit = AttachLimit();
+    while (!m_attachInTransaction && m_attached.size() >= limit && !m_attachOrder.isEmpty()) {
         const QString victim = m_attachOrder.takeFirst();
         const QString alias = m_attached.take(victim);
         const QByteArray sql = QStringLiteral("DETACH %1").arg(OstQuoteIdent(alias)).toUtf8();
@@ -403,6 +412,11 @@ OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
     OstCryptAfterAttach(*this, alias, file);
     if (create) EnsureMetaTable(OstQuoteIdent(alias));
     return {OstQuoteIdent(alias), OstQuoteIdent(tableName)};
+}
+
+// SQLite allows ten attached files; the catalog may take one of them.
+int OstConnection::AttachLimit() const {
+    return QFileInfo::exists(QDir(m_location).filePath(QLatin1String(kCatalogFile))) ? 8 : 9;
 }
 
 void OstConnection::Release(const QString& tableName) {
@@ -478,7 +492,13 @@ bool OstConnection::ReadMeta(const QString& tableName, OstTableMeta& meta) {
 
 void OstConnection::WriteMeta(const OstTableMeta& meta, const QString& oldName) {
     const OstTableLocation loc = Locate(meta.name, true);
-    const QByteArray json = QJsonDocument(meta.ToJson()).toJson(QJsonDocument::Compact);
+    // Check conditions are kept with ISO dates, so that they read the same under any locale.
+    OstTableMeta stored = meta;
+    for (OstCheckMeta& ck : stored.checks) {
+        ck.condition = OstExpressionWithIsoDates(ck.condition, OstResolverFor(meta));
+        ck.custom = OstExpressionWithIsoDates(ck.custom, OstResolverFor(meta));
+    }
+    const QByteArray json = QJsonDocument(stored.ToJson()).toJson(QJsonDocument::Compact);
     if (!oldName.isEmpty() && oldName.compare(meta.name, Qt::CaseInsensitive) != 0) {
         OstStmt del(m_db, QStringLiteral("DELETE FROM %1.%2 WHERE name = ?1").arg(loc.schema, OstMetaTableName()));
         del.Bind(1, oldName);

@@ -124,12 +124,23 @@ public:
     void PrepareForWrite(const QString& tableName);
     // Attaches every table named in an SQL text (directory databases).
     void PrepareForSql(const QString& sql);
+    // Foreign keys whose other table was not attached when rows changed are
+    // queued; this checks them and carries out their actions. Runs before
+    // every commit; raises (and the caller rolls back) on a violation.
+    void SettleForeignKeys();
 
     int Generation() const { return m_generation; }
     void BumpGeneration() { ++m_generation; m_triggersGeneration = -1; }
 
 private:
     QString SchemaAlias(const QString& tableName) const;
+    int AttachLimit() const;
+    // Attaches the tables with as much of their foreign-key closure as fits.
+    void AttachForWrite(const QStringList& tables);
+    QStringList WriteClosure(const QStringList& tables, int& baseCount);
+    // Attaches a table inside a running transaction, or refuses when no room is left.
+    void AttachForSettle(const QString& tableName, const QString& why);
+    void InstallForeignKeyHooks();
     void EnsureMetaTable(const QString& schema);
     void Configure();
 
@@ -147,6 +158,8 @@ private:
     int m_triggersGeneration = -1;
     QString m_triggersAttached;
     QStringList m_attachOrder;          // least recently used first
+    bool m_attachInTransaction = false; // set while settling foreign keys
+    bool m_fkQueued = false;            // rows wait in a foreign-key queue
 };
 
 // Connections are shared per absolute location.

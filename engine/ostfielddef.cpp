@@ -23,12 +23,19 @@ int FloatPrecision(int precision, int fallback) {
 
 } // namespace
 
-// The engine's type closest to a library field type. Text keeps its size (at
-// least 1); floating point kinds keep a precision of 1..15 and otherwise get
-// 15 (4 for currency); types without an engine counterpart become a
-// 255-character string. The result is a new column: field number 0, no
-// specification, no calculation.
 void TOstFieldDef::Assign(const TFieldDef& src) {
+    const auto* defs = dynamic_cast<const TOstFieldDefs*>(Collection());
+    Assign(src, defs ? defs->GetTableLevel() : OstDefaultTableLevel);
+}
+
+// The engine's type closest to a library field type. Text keeps its size (at
+// least 1); floating point kinds keep a precision (significant digits) of
+// 1..15 and otherwise get 15, currency always 15; types without an engine
+// counterpart become a 255-character string. Below level 4, text longer than
+// 255 characters becomes a memo and types that cannot be nullable there are
+// required. The result is a new column: field number 0, no specification, no
+// calculation.
+void TOstFieldDef::Assign(const TFieldDef& src, int tableLevel) {
     m_name = src.Name;
     m_size = 0;
     m_precision = 0;
@@ -67,9 +74,9 @@ void TOstFieldDef::Assign(const TFieldDef& src) {
         m_dataType = dtFloat;
         m_precision = FloatPrecision(src.Precision, 15);
         break;
-    case ftCurrency:
+    case ftCurrency: // four decimal places at any magnitude: all the digits a double holds
         m_dataType = dtFloat;
-        m_precision = FloatPrecision(src.Precision, 4);
+        m_precision = 15;
         break;
     case ftDate:
         m_dataType = dtDate;
@@ -115,6 +122,11 @@ void TOstFieldDef::Assign(const TFieldDef& src) {
         m_size = 255;
         break;
     }
+    if (IsSizedTextType(m_dataType) && m_size > OstLevel::MaxTextSize(tableLevel)) {
+        m_dataType = IsWideType(m_dataType) ? dtWideMemo : dtMemo;
+        m_size = 0;
+    }
+    if (m_nullable && !OstLevel::TypeMayBeNullable(tableLevel, m_dataType)) m_nullable = false;
 }
 
 bool TOstFieldDef::SameDefinition(const TOstFieldDef& o) const {

@@ -38,8 +38,11 @@ public:
 
     // Copies every member but the position.
     void Assign(const TOstFieldDef& src);
-    // Maps a library field definition to the closest engine type.
+    // Maps a library field definition to the closest engine type that a table
+    // of the given level accepts; without a level, the level of the collection
+    // the definition belongs to.
     void Assign(const TFieldDef& src);
+    void Assign(const TFieldDef& src, int tableLevel);
     bool SameDefinition(const TOstFieldDef& o) const;
     // Enumeration values of a dtEnum column (trimmed, empty entries dropped).
     QStringList EnumValues() const;
@@ -66,6 +69,13 @@ public:
     int GetCount() const { return Count(); }
     TOstFieldDef* Find(const QString& name) const;
     void Assign(const TOstFieldDefs& src);
+    // The level of the table the definitions are for (a table component keeps
+    // it current); library definitions assigned to items map to what it accepts.
+    int GetTableLevel() const { return m_tableLevel; }
+    void SetTableLevel(int level) { m_tableLevel = level; }
     std::function<void()> Updater;
     void Update() { if (Updater) Updater(); }
+
+private:
+    int m_tableLevel = OstDefaultTableLevel;
 };

@@ -19,6 +19,7 @@
 #include <QDate>
 #include <QDateTime>
 #include <QLocale>
+#include <QRegularExpression>
 #include <QTime>
 
 #include <algorithm>
@@ -49,24 +50,69 @@ bool TakeDigits(QStringView s, int minLen, int maxLen, int& value) {
     return true;
 }
 
-// "yyyy-M-d" (year first, '-') or "M.d.yyyy" (month first, '.').
-bool ParseFixedDate(QStringView s, QDate& d) {
-    const bool iso = s.contains(u'-');
-    const auto parts = s.split(iso ? u'-' : u'.');
+// "yyyy-M-d": ISO order, the form dates are stored in.
+bool ParseIsoDate(QStringView s, QDate& d) {
+    const auto parts = s.split(u'-');
     if (parts.size() != 3) return false;
     int y, m, day;
-    if (!TakeDigits(parts[iso ? 0 : 2], 4, 4, y) || !TakeDigits(parts[iso ? 1 : 0], 1, 2, m) ||
-        !TakeDigits(parts[iso ? 2 : 1], 1, 2, day))
-        return false;
+    if (!TakeDigits(parts[0], 4, 4, y) || !TakeDigits(parts[1], 1, 2, m) || !TakeDigits(parts[2], 1, 2, day)) return false;
     d = QDate(y, m, day);
     return d.isValid();
 }
 
+// "M.d.yyyy": month first, for text that the locale does not read.
+bool ParseMonthFirstDate(QStringView s, QDate& d) {
+    const auto parts = s.split(u'.');
+    if (parts.size() != 3) return false;
+    int y, m, day;
+    if (!TakeDigits(parts[2], 4, 4, y) || !TakeDigits(parts[0], 1, 2, m) || !TakeDigits(parts[1], 1, 2, day)) return false;
+    d = QDate(y, m, day);
+    return d.isValid();
+}
+
+// Dates and times are read in the application's locale (the system's unless
+// the application set another as the default).
+QLocale ReadingLocale() { return QLocale(); }
+
+// A two-digit year takes the century that puts it within 50 years of today.
+QDate WithNearCentury(const QDate& d) {
+    const int now = QDate::currentDate().year();
+    int y = now - now % 100 + d.year() % 100;
+    if (y >= now + 50) y -= 100;
+    else if (y < now - 50) y += 100;
+    return QDate(y, d.month(), d.day());
+}
+
+// The locale's short date format in the variants people type: day and month
+// with or without a leading zero, the year with four digits or two. Two-digit
+// variants come last and are flagged.
+QList<QPair<QString, bool>> LocaleDateFormats(const QLocale& locale) {
+    static const QRegularExpression day(QStringLiteral("(?<!d)dd(?!d)")), month(QStringLiteral("(?<!M)MM(?!M)")),
+        year(QStringLiteral("y+"));
+    QString f = locale.dateFormat(QLocale::ShortFormat);
+    f.replace(day, QStringLiteral("d")).replace(month, QStringLiteral("M"));
+    QString four = f, two = f;
+    four.replace(year, QStringLiteral("yyyy"));
+    two.replace(year, QStringLiteral("yy"));
+    return {{four, false}, {two, true}};
+}
+
+bool ParseLocaleDate(const QString& s, QDate& d) {
+    const QLocale locale = ReadingLocale();
+    for (const auto& [format, twoDigits] : LocaleDateFormats(locale)) {
+        d = locale.toDate(s, format);
+        if (d.isValid()) {
+            if (twoDigits) d = WithNearCentury(d);
+            return d.isValid();
+        }
+    }
+    return false;
+}
+
+// ISO first, then the locale's own format, then month first.
 bool ParseDate(const QString& text, QDate& d) {
     const QString s = text.trimmed();
-    if (ParseFixedDate(s, d)) return true;
-    d = QLocale::system().toDate(s, QLocale::ShortFormat);
-    return d.isValid();
+    return ParseIsoDate(s, d) || ParseLocaleDate(s, d) || ParseMonthFirstDate(s, d);
 }
 
 // "H:mm", "H:mm:ss" or "H:mm:ss.f" with up to nine fraction digits (milliseconds are kept).
@@ -94,25 +140,26 @@ bool ParseClock(QStringView s, QTime& t) {
 bool ParseTime(const QString& text, QTime& t) {
     const QString s = text.trimmed();
     if (ParseClock(s, t)) return true;
-    t = QLocale::system().toTime(s, QLocale::ShortFormat);
+    const QLocale locale = ReadingLocale();
+    t = locale.toTime(s, QLocale::ShortFormat);
+    if (!t.isValid()) t = locale.toTime(s, QLocale::LongFormat);
     return t.isValid();
 }
 
 // Date and time stay apart so that no time zone rule can shift the value.
+// The date part is read as ParseDate reads a date; a date alone means its midnight.
 bool ParseDateTime(const QString& text, QDate& d, QTime& t) {
     const QString s = text.trimmed();
-    qsizetype split = s.indexOf(u'T');
-    if (split < 0) split = s.indexOf(u' ');
-    if (split > 0 && ParseFixedDate(QStringView(s).left(split), d) && ParseClock(QStringView(s).mid(split + 1).trimmed(), t))
+    const qsizetype iso = s.indexOf(u'T');
+    if (iso > 0 && ParseIsoDate(QStringView(s).left(iso), d) && ParseClock(QStringView(s).mid(iso + 1).trimmed(), t))
         return true;
-    const QDateTime dt = QLocale::system().toDateTime(s, QLocale::ShortFormat);
-    if (dt.isValid()) {
-        d = dt.date();
-        t = dt.time();
-        return true;
+    for (qsizetype split = s.indexOf(u' '); split > 0; split = s.indexOf(u' ', split + 1)) {
+        QString datePart = s.left(split).trimmed();
+        if (datePart.endsWith(u',')) datePart.chop(1);
+        if (ParseDate(datePart, d) && ParseTime(s.mid(split + 1), t)) return true;
     }
     t = QTime(0, 0);
-    return ParseDate(s, d); // a date alone means its midnight
+    return ParseDate(s, d);
 }
 
 // [+-] digits [. digits] [e [+-] digits]  or  [+-] . digits [...]
@@ -245,6 +292,14 @@ public:
     Parser(const QString& src, const OstColumnResolver& resolve, bool native, const OstContainsResolver* contains = nullptr)
         : m_src(src), m_resolve(resolve), m_native(native), m_contains(contains) {}
 
+    // A date, time or date/time literal as written, and its ISO form.
+    struct Rewrite {
+        int pos, length;
+        QString iso;
+    };
+    // Collects the rewrites of the next Run.
+    void CollectRewrites(std::vector<Rewrite>* out) { m_rewrites = out; }
+
     QString Run() {
         Tokenize();
         if (m_toks.size() == 1) {
@@ -264,6 +319,7 @@ private:
     const OstColumnResolver& m_resolve;
     const bool m_native;
     const OstContainsResolver* m_contains;
+    std::vector<Rewrite>* m_rewrites = nullptr;
     std::vector<Token> m_toks;
     size_t m_at = 0;
     int m_recursion = 0;
@@ -569,7 +625,16 @@ private:
         if (!OstFilterLiteralToSql(lit.text, col.type, sql))
             Fail(lit.pos, u'\'' + lit.text + u"' is not a valid "_s + TypeWord(col.type) + u" for column '"_s + col.text +
                               u'\'');
+        if (lit.kind == VK::String && (col.type == dtDate || col.type == dtTime || col.type == dtDateTime)) NoteRewrite(lit, sql);
         return sql;
+    }
+
+    // The literal's token in the source is replaced by the SQL literal, which
+    // is a string of the filter language too.
+    void NoteRewrite(const Val& lit, const QString& sql) const {
+        if (!m_rewrites) return;
+        for (const Token& t : m_toks)
+            if (t.pos == lit.pos && t.kind == Tok::String) m_rewrites->push_back({t.pos, int(t.src.size()), sql});
     }
 
     Val Compare(const Val& left, const QString& op, const Val& right) const {
@@ -764,8 +829,10 @@ private:
             QString arg = LiteralSql(a);
             bool ok = a.kind == VK::Null || (a.kind == VK::Column && (a.type == dtDate || a.type == dtDateTime)) ||
                       (a.kind == VK::Expr && a.type != dtTime && !IsNumericType(a.type));
-            if (a.kind == VK::String)
+            if (a.kind == VK::String) {
                 ok = OstFilterLiteralToSql(a.text, dtDate, arg) || OstFilterLiteralToSql(a.text, dtDateTime, arg);
+                if (ok) NoteRewrite(a, arg);
+            }
             if (!ok) Fail(a.pos, fn + u" needs a date or date/time value"_s);
             return Make(u"CAST(strftime('"_s + QLatin1String(f->sql) + u"', "_s + arg + u") AS INTEGER)"_s, type,
                         name.pos, WrapNest(a) + 7);
@@ -788,4 +855,24 @@ QString OstFilterToSql(const QString& filter, const OstColumnResolver& resolve, 
 
 QString OstNativeExpressionToSql(const QString& expression, const OstColumnResolver& resolve) {
     return Parser(expression, resolve, true).Run();
+}
+
+QString OstExpressionWithIsoDates(const QString& expression, const OstColumnResolver& resolve) {
+    std::vector<Parser::Rewrite> rewrites;
+    try {
+        Parser p(expression, resolve, true);
+        p.CollectRewrites(&rewrites);
+        p.Run();
+    } catch (const EOstraError&) {
+        return expression; // reported where the expression is used
+    }
+    std::sort(rewrites.begin(), rewrites.end(), [](const auto& a, const auto& b) { return a.pos > b.pos; });
+    QString out = expression;
+    int last = -1;
+    for (const auto& r : rewrites) {
+        if (r.pos == last) continue;
+        out.replace(r.pos, r.length, r.iso);
+        last = r.pos;
+    }
+    return out;
 }

@@ -28,8 +28,15 @@ QString OstFilterToSql(const QString& filter, const OstColumnResolver& resolve, 
 // EOstraError(OstErr::InvalidDefinition) for malformed input or unknown columns.
 QString OstNativeExpressionToSql(const QString& expression, const OstColumnResolver& resolve);
 
+// The native expression with every date, time and date/time literal that is
+// compared with a column (or given to YEAR, MONTH or DAY) written in ISO form,
+// so that it reads the same under any locale; unchanged when it does not parse.
+QString OstExpressionWithIsoDates(const QString& expression, const OstColumnResolver& resolve);
+
 // The SQL literal for a value written in a filter for a column of the given type
-// (dates accepted as ISO, the locale's short format, or "MM.dd.yyyy[ HH:mm:ss]").
+// (dates accepted as ISO, the locale's short format with two- or four-digit
+// years, or month first "M.d.yyyy"; a two-digit year takes the century that
+// puts it within 50 years of today).
 // Returns false when the text is not a value of that type.
 bool OstFilterLiteralToSql(const QString& text, int dataType, QString& sql);
 

@@ -112,6 +112,7 @@ void TOstTable::SetTableLevel(int level) {
         throw EOstraError(OstErr::InvalidDefinition, QStringLiteral("Table level %1 is not supported (%2 to %3)")
                                                          .arg(level).arg(OstMinTableLevel).arg(OstMaxTableLevel));
     m_tableLevel = level;
+    m_fieldDefsOst.SetTableLevel(level);
 }
 
 void TOstTable::SetCapacity(int rows) {
@@ -148,6 +149,7 @@ OstTableMeta TOstTable::ToMeta() const {
 
 void TOstTable::LoadFromMeta(const OstTableMeta& m) {
     m_tableLevel = m.level;
+    m_fieldDefsOst.SetTableLevel(m.level);
     m_capacity = m.capacity;
     m_collation = m.collation;
     m_encryptionMethod = static_cast<uint8_t>(m.encryption);

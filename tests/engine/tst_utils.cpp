@@ -286,9 +286,10 @@ void TestUtils::fieldTypeMapping_data() {
     QTest::newRow("float kept") << int(ftFloat) << 0 << 6 << false << int(dtFloat) << 0 << 6;
     QTest::newRow("float too precise") << int(ftFloat) << 0 << 18 << false << int(dtFloat) << 0 << 15;
     QTest::newRow("float negative") << int(ftFloat) << 0 << -2 << false << int(dtFloat) << 0 << 15;
-    QTest::newRow("currency default") << int(ftCurrency) << 0 << 0 << false << int(dtFloat) << 0 << 4;
-    QTest::newRow("currency kept") << int(ftCurrency) << 0 << 2 << false << int(dtFloat) << 0 << 2;
-    QTest::newRow("currency too precise") << int(ftCurrency) << 0 << 16 << false << int(dtFloat) << 0 << 4;
+    // Precision counts significant digits: a currency column keeps all a double holds.
+    QTest::newRow("currency default") << int(ftCurrency) << 0 << 0 << false << int(dtFloat) << 0 << 15;
+    QTest::newRow("currency with a precision") << int(ftCurrency) << 0 << 2 << false << int(dtFloat) << 0 << 15;
+    QTest::newRow("currency too precise") << int(ftCurrency) << 0 << 16 << false << int(dtFloat) << 0 << 15;
     QTest::newRow("bcd") << int(ftBCD) << 4 << 10 << false << int(dtFloat) << 0 << 10;
     QTest::newRow("fmtbcd") << int(ftFMTBcd) << 4 << 0 << false << int(dtFloat) << 0 << 15;
     QTest::newRow("date") << int(ftDate) << 0 << 0 << false << int(dtDate) << 0 << 0;
