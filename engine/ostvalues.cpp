@@ -1,6 +1,7 @@
 #include "ostvalues.h"
 
 #include "dbtypes.h"
+#include "ostdatetext.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -51,22 +52,10 @@ static QDateTime ParseDateTime(const QVariant& v, bool& ok) {
     if (v.typeId() == QMetaType::QDateTime) return v.toDateTime();
     if (v.typeId() == QMetaType::QDate) return QDateTime(v.toDate(), QTime(0, 0));
     if (v.typeId() == QMetaType::QTime) return QDateTime(QDate(1899, 12, 30), v.toTime());
-    const QString s = v.toString().trimmed();
-    for (const QString& f : {QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz"), QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"),
-                             QStringLiteral("yyyy-MM-ddTHH:mm:ss"), QStringLiteral("yyyy-MM-dd HH:mm:ss"),
-                             QStringLiteral("yyyy-MM-ddTHH:mm"), QStringLiteral("yyyy-MM-dd HH:mm"),
-                             QStringLiteral("yyyy-MM-dd"), QStringLiteral("MM.dd.yyyy HH:mm:ss"), QStringLiteral("MM.dd.yyyy")}) {
-        const QDateTime dt = QDateTime::fromString(s, f);
-        if (dt.isValid()) return dt;
-        if (!f.contains(QLatin1Char('H'))) {
-            const QDate d = QDate::fromString(s, f);
-            if (d.isValid()) return QDateTime(d, QTime(0, 0));
-        }
-    }
-    const QDateTime loc = QLocale().toDateTime(s, QLocale::ShortFormat);
-    if (loc.isValid()) return loc;
-    const QDate ld = QLocale().toDate(s, QLocale::ShortFormat);
-    if (ld.isValid()) return QDateTime(ld, QTime(0, 0));
+    // ISO first, then the locale's own formats, then month first (see ostdatetext.h).
+    QDate d;
+    QTime t;
+    if (OstParseDateTimeText(v.toString(), d, t)) return QDateTime(d, t);
     ok = false;
     return {};
 }

@@ -15,6 +15,7 @@ private slots:
     void literals();
     void checkMovesBetweenLocales_data() { OST_DATA_LAYOUTS() }
     void checkMovesBetweenLocales();
+    void postedTextUnderLocales();
 };
 
 void TstDateLocales::literals_data() {
@@ -92,6 +93,22 @@ void TstDateLocales::checkMovesBetweenLocales() {
     t->SetFiltered(true);
     QCOMPARE(t->RecordCount(), 1);
     QCOMPARE(t->FieldByName("Name")->AsString(), QStringLiteral("later"));
+}
+
+// Text posted into date columns is read the same way.
+void TstDateLocales::postedTextUnderLocales() {
+    TestDb tdb(false);
+    auto t = tdb.Table(QStringLiteral("Days"));
+    AddColumn(*t, "Day", dtDate);
+    AddColumn(*t, "Stamp", dtDateTime);
+    t->CreateTable();
+    t->Open();
+    QLocale::setDefault(QLocale(QStringLiteral("de_DE")));
+    t->AppendRecord({"01.05.24", "01.05.2024 13:30"});
+    QLocale::setDefault(QLocale(QStringLiteral("en_US")));
+    t->AppendRecord({"5/1/24", "2024-05-01T13:30:00"});
+    t->Close();
+    QCOMPARE(tdb.Scalar("SELECT count(*) FROM Days WHERE Day = '2024-05-01' AND Stamp LIKE '2024-05-01T13:30%'").toInt(), 2);
 }
 
 QTEST_GUILESS_MAIN(TstDateLocales)
