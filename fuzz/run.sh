@@ -7,8 +7,10 @@
 #                             crashes go to build-fuzz/findings/<target>/
 #   fuzz/run.sh --smoke       the test suite's short run: the committed seeds,
 #                             then a few seconds of fuzzing per target
-#                             (OSTRA_FUZZ_SMOKE_SECONDS, default 5)
+#                             (OSTRA_FUZZ_SMOKE_SECONDS, default 5); what it
+#                             finds is copied to build-fuzz/smoke-findings/
 #   fuzz/run.sh --check       exits 0 when clang++ and the fuzzer runtime exist
+#   fuzz/run.sh 600 filter    only the targets named (filter, tabledef, ...)
 #
 # Prints per target the executions and the findings; ends with
 # "N passed, N failed". The exit code is 1 when any target found something.
@@ -27,14 +29,17 @@ have_fuzzer() {
   [ -f "$rt" ]
 }
 
-mode=long seconds=600
-case "${1:-}" in
-  --check) have_fuzzer; exit $? ;;
-  --smoke) mode=smoke; seconds=${OSTRA_FUZZ_SMOKE_SECONDS:-5} ;;
-  "") ;;
-  *[!0-9]*) echo "usage: fuzz/run.sh [SECONDS] | --smoke | --check" >&2; exit 2 ;;
-  *) seconds=$1 ;;
-esac
+mode=long seconds=600 only=()
+for a in "$@"; do
+  case "$a" in
+    --check) have_fuzzer; exit $? ;;
+    --smoke) mode=smoke; seconds=${OSTRA_FUZZ_SMOKE_SECONDS:-5} ;;
+    *[!0-9]*)
+      [ -f "fuzz/fuzz_$a.cpp" ] || { echo "usage: fuzz/run.sh [SECONDS | --smoke | --check] [TARGET...]" >&2; exit 2; }
+      only+=("fuzz_$a") ;;
+    *) seconds=$a ;;
+  esac
+done
 
 if ! have_fuzzer; then
   echo "fuzz: $cxx with the libFuzzer runtime not found (Debian: clang-14 libclang-rt-14-dev)" >&2
@@ -48,8 +53,10 @@ if ! { CC=$cc CXX=$cxx cmake -S fuzz -B "$out" -G Ninja >/dev/null && cmake --bu
   exit 1
 fi
 
-targets=()
-for src in fuzz/fuzz_*.cpp; do targets+=("$(basename "$src" .cpp)"); done
+targets=("${only[@]}")
+if [ ${#targets[@]} -eq 0 ]; then
+  for src in fuzz/fuzz_*.cpp; do targets+=("$(basename "$src" .cpp)"); done
+fi
 
 passed=0 failed=0
 printf '%-20s %12s %10s %8s  %s\n' target executions exec/s findings result
@@ -58,7 +65,7 @@ for t in "${targets[@]}"; do
   seeds=$root/fuzz/corpus/$name
   dict=()
   [ -f "$root/fuzz/$name.dict" ] && dict=(-dict="$root/fuzz/$name.dict")
-  log=$out/$name.log
+  log=$out/$name.log; [ "$mode" = smoke ] && log=$out/smoke-$name.log
   if [ "$mode" = smoke ]; then
     corpus=$(mktemp -d)
     findings=$(mktemp -d)
@@ -92,7 +99,7 @@ for t in "${targets[@]}"; do
   fi
   printf '%-20s %12s %10s %8s  %s\n' "$name" "${execs:-?}" "$rate" "$count" "$result"
   if [ "$mode" = smoke ]; then
-    [ "$count" -gt 0 ] && mkdir -p "$out/findings/$name" && cp "$findings"/* "$out/findings/$name/" 2>/dev/null
+    [ "$count" -gt 0 ] && mkdir -p "$out/smoke-findings/$name" && cp "$findings"/* "$out/smoke-findings/$name/" 2>/dev/null
     rm -rf "$corpus" "$findings"
   else
     [ "$count" -gt 0 ] && ls "$findings" | sed 's/^/    /'
