@@ -233,7 +233,7 @@ static void ValidateIndexes(const OstTableMeta& m) {
         if (ix.name.trimmed().isEmpty()) Invalid(QStringLiteral("An index has no name"), OstErr::InvalidName);
         if (names.contains(ix.name)) Invalid(QStringLiteral("Index \"%1\" is defined twice").arg(ix.name), OstErr::InvalidName);
         names.insert(ix.name);
-        if (ix.name.contains(QLatin1Char('"')) || ix.name.contains(QLatin1Char('/')) || ix.name.contains(QLatin1Char('\\')))
+        if (ix.name.contains(QLatin1Char('"')) || ix.name.contains(QLatin1Char('/')) || ix.name.contains(QLatin1Char('\\')) || ix.name.contains(QChar(0)))
             Invalid(QStringLiteral("Index name \"%1\" contains invalid characters").arg(ix.name), OstErr::InvalidName);
         const bool primary = ix.options & ixPrimary;
         if (primary) {
@@ -351,6 +351,7 @@ void OstValidateMeta(const OstTableMeta& m, OstConnection* conn) {
     for (const OstCheckMeta& ck : m.checks) {
         const QString cond = ck.custom.trimmed().isEmpty() ? ck.condition : ck.custom;
         if (cond.trimmed().isEmpty()) Invalid(QStringLiteral("A check constraint has no condition"));
+        if (ck.message.contains(QChar(0))) Invalid(QStringLiteral("Check \"%1\": the error message holds a NUL character").arg(cond));
         try {
             OstNativeExpressionToSql(cond, OstResolverFor(m));
         } catch (const EOstraError& e) {
