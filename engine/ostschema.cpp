@@ -188,6 +188,7 @@ static void ValidateColumns(const OstTableMeta& m) {
             d.SetSpec(c.spec);
             if (d.EnumValues().isEmpty())
                 Invalid(QStringLiteral("Column \"%1\": an enumeration needs at least one value").arg(c.name));
+            if (c.spec.contains(QChar(0))) Invalid(QStringLiteral("Column \"%1\": the enumeration values hold a NUL character").arg(c.name));
         }
         if (IsLinkType(c.type) && c.spec.trimmed().isEmpty())
             Invalid(QStringLiteral("Column \"%1\": the linked table is missing").arg(c.name));

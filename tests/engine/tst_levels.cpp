@@ -66,6 +66,9 @@ void TstLevels::thresholds_data() {
         c->ImportedConstraint = QStringLiteral("A > 0");
         c->ErrorMessage = QStringLiteral("A must") + QChar(0) + QStringLiteral(" be positive");
     }) << D << "A > 0";
+    QTest::newRow("NUL in enumeration values") << 4 << Setup([](TOstTable& t) {
+        AddColumn(t, "Status", dtEnum)->SetSpec(QStringLiteral("Open,Cl") + QChar(0) + QStringLiteral("osed"));
+    }) << D << "Status";
     QTest::newRow("table collation at 5") << 5 << Setup([](TOstTable& t) {
         AddColumn(t, "Name", dtString, 20);
         t.SetCollationName(QStringLiteral("fr_ci_as"));
