@@ -296,6 +296,7 @@ private:
                 if (i + 1 >= m_src.size() || m_src[i + 1] != quote) return i + 1;
                 ++i;
             }
+            if (m_src[i].isNull()) Fail(i, u"unexpected character U+0000"_s); // SQLite would end the statement there
             out += m_src[i++];
         }
     }

@@ -201,6 +201,7 @@ static void ValidateColumns(const OstTableMeta& m, OstConnection* conn) {
             d.SetSpec(c.spec);
             if (d.EnumValues().isEmpty())
                 Invalid(QStringLiteral("Column \"%1\": an enumeration needs at least one value").arg(c.name));
+            if (c.spec.contains(QChar(0))) Invalid(QStringLiteral("Column \"%1\": the enumeration values hold a NUL character").arg(c.name));
         }
         if (IsLinkType(c.type) && c.spec.trimmed().isEmpty())
             Invalid(QStringLiteral("Column \"%1\": the linked table is missing").arg(c.name));
@@ -251,7 +252,7 @@ static void ValidateIndexes(const OstTableMeta& m) {
         if (ix.name.trimmed().isEmpty()) Invalid(QStringLiteral("An index has no name"), OstErr::InvalidName);
         if (names.contains(ix.name)) Invalid(QStringLiteral("Index \"%1\" is defined twice").arg(ix.name), OstErr::InvalidName);
         names.insert(ix.name);
-        if (ix.name.contains(QLatin1Char('"')) || ix.name.contains(QLatin1Char('/')) || ix.name.contains(QLatin1Char('\\')))
+        if (ix.name.contains(QLatin1Char('"')) || ix.name.contains(QLatin1Char('/')) || ix.name.contains(QLatin1Char('\\')) || ix.name.contains(QChar(0)))
             Invalid(QStringLiteral("Index name \"%1\" contains invalid characters").arg(ix.name), OstErr::InvalidName);
         const bool primary = ix.options & ixPrimary;
         if (primary) {
@@ -369,6 +370,7 @@ void OstValidateMeta(const OstTableMeta& m, OstConnection* conn) {
     for (const OstCheckMeta& ck : m.checks) {
         const QString cond = ck.custom.trimmed().isEmpty() ? ck.condition : ck.custom;
         if (cond.trimmed().isEmpty()) Invalid(QStringLiteral("A check constraint has no condition"));
+        if (ck.message.contains(QChar(0))) Invalid(QStringLiteral("Check \"%1\": the error message holds a NUL character").arg(cond));
         try {
             OstNativeExpressionToSql(cond, OstResolverFor(m));
         } catch (const EOstraError& e) {

@@ -247,6 +247,9 @@ private slots:
         row("Age = -Price", 8, "expected a number after '-'");
         row("Age = 1 + 2", 9, "expected AND, OR");
         row("UPPER(Name) = 'X'", 1, "Unknown column 'UPPER'");
+        // SQLite would cut the statement at a NUL inside a literal.
+        QTest::newRow("NUL in a string") << QStringLiteral("Name = 'a") + QChar(0) + QStringLiteral("b'") << 10 << QStringLiteral("U+0000");
+        QTest::newRow("NUL in a name") << QStringLiteral("\"Na") + QChar(0) + QStringLiteral("me\" = 'x'") << 4 << QStringLiteral("U+0000");
     }
 
     void filterErrors() {
@@ -389,6 +392,7 @@ private slots:
         row("Age = 'x'", 7, "not a valid number");
         row("Name 'x'", 6, "expected an operator or the end of the expression");
         row("'abc", 1, "unterminated string");
+        QTest::newRow("NUL in a string") << QStringLiteral("UPPER('a") + QChar(0) + QStringLiteral("')") << 9 << QStringLiteral("U+0000");
     }
 
     void nativeErrors() {

@@ -57,6 +57,18 @@ void TstLevels::thresholds_data() {
     QTest::newRow("unknown collation") << 6 << Setup([](TOstTable& t) {
         AddColumn(t, "Name", dtString, 20)->SetSpec(QStringLiteral("xx_YY_ci_ai"));
     }) << D << "xx_YY";
+    // SQLite ends a statement at a NUL: names and messages that go into the DDL must not hold one.
+    QTest::newRow("NUL in an index name") << 4 << idx(QStringLiteral("By") + QChar(0) + QStringLiteral("Name"), QStringLiteral("Name"), {})
+                                         << int(OstErr::InvalidName) << "invalid characters";
+    QTest::newRow("NUL in a check message") << 4 << Setup([](TOstTable& t) {
+        AddColumn(t, "A", dtInteger);
+        TCheckConstraint* c = t.CheckConstraints().Add();
+        c->ImportedConstraint = QStringLiteral("A > 0");
+        c->ErrorMessage = QStringLiteral("A must") + QChar(0) + QStringLiteral(" be positive");
+    }) << D << "A > 0";
+    QTest::newRow("NUL in enumeration values") << 4 << Setup([](TOstTable& t) {
+        AddColumn(t, "Status", dtEnum)->SetSpec(QStringLiteral("Open,Cl") + QChar(0) + QStringLiteral("osed"));
+    }) << D << "Status";
     QTest::newRow("table collation at 5") << 5 << Setup([](TOstTable& t) {
         AddColumn(t, "Name", dtString, 20);
         t.SetCollationName(QStringLiteral("fr_ci_as"));
