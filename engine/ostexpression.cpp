@@ -59,6 +59,7 @@ struct Scratch {
 
 struct AuthState {
     QByteArray table;
+    bool constant = false; // a default value reads no column
     int selects = 0;
     QString refused;
 };
@@ -71,6 +72,10 @@ int Authorize(void* p, int action, const char* a1, const char* a2, const char*, 
         s->refused = QStringLiteral("subqueries are not allowed");
         return SQLITE_DENY;
     case SQLITE_READ:
+        if (s->constant) {
+            s->refused = QStringLiteral("a default value cannot refer to columns");
+            return SQLITE_DENY;
+        }
         if (a1 && sqlite3_stricmp(a1, s->table.constData()) == 0) return SQLITE_OK;
         s->refused = QStringLiteral("it reads table \"%1\"").arg(QString::fromUtf8(a1 ? a1 : ""));
         return SQLITE_DENY;
@@ -114,14 +119,38 @@ sqlite3* ScratchFor(const OstTableMeta& meta, const QString& table) {
 
 } // namespace
 
-void OstCheckSqlExpression(const OstTableMeta& meta, const QString& sql) {
+namespace {
+// The statement that puts the expression where it goes, compiled (never run)
+// against the scratch table, so that SQLite's own rules for that place apply.
+QString PlacedSql(const OstTableMeta& meta, const QString& table, const QString& sql, OstExprUse use) {
+    QStringList cols;
+    for (const OstColumnMeta& c : meta.columns) cols << OstQuoteIdent(c.name);
+    const QString probe = QStringLiteral("\"__ostra_probe\"");
+    switch (use) {
+    case OstExprUse::Index: return QStringLiteral("CREATE INDEX %1 ON %2((\n%3\n))").arg(probe, OstQuoteIdent(table), sql);
+    case OstExprUse::Default: return QStringLiteral("CREATE TABLE %1(v DEFAULT (\n%2\n))").arg(probe, sql);
+    case OstExprUse::Calculated:
+        cols << QStringLiteral("\"__ostra_value\" AS (\n%1\n)").arg(sql);
+        return QStringLiteral("CREATE TABLE %1(%2)").arg(probe, cols.join(QLatin1Char(',')));
+    case OstExprUse::Check:
+        cols << QStringLiteral("CHECK (\n%1\n)").arg(sql);
+        return QStringLiteral("CREATE TABLE %1(%2)").arg(probe, cols.join(QLatin1Char(',')));
+    }
+    return QString();
+}
+} // namespace
+
+void OstCheckSqlExpression(const OstTableMeta& meta, const QString& sql, OstExprUse use) {
     if (sql.trimmed().isEmpty()) Refuse(sql, QStringLiteral("it is empty"));
     const QString shape = ShapeError(sql);
     if (!shape.isEmpty()) Refuse(sql, shape);
     const QString table = meta.name.isEmpty() ? QStringLiteral("t") : meta.name;
     sqlite3* db = ScratchFor(meta, table);
-    const QByteArray text = QStringLiteral("SELECT (\n%1\n) FROM %2").arg(sql, OstQuoteIdent(table)).toUtf8();
-    AuthState auth{table.toUtf8(), 0, QString()};
+    // A default value is computed without a row: it is compiled without one.
+    const QByteArray text = (use == OstExprUse::Default ? QStringLiteral("SELECT (\n%1\n)").arg(sql)
+                                                        : QStringLiteral("SELECT (\n%1\n) FROM %2").arg(sql, OstQuoteIdent(table)))
+                                .toUtf8();
+    AuthState auth{table.toUtf8(), use == OstExprUse::Default, 0, QString()};
     sqlite3_set_authorizer(db, Authorize, &auth);
     sqlite3_stmt* st = nullptr;
     const char* tail = nullptr;
@@ -129,8 +158,21 @@ void OstCheckSqlExpression(const OstTableMeta& meta, const QString& sql) {
     sqlite3_set_authorizer(db, nullptr, nullptr);
     const QString error = QString::fromUtf8(sqlite3_errmsg(db));
     const int columns = st ? sqlite3_column_count(st) : 0;
+    const int parameters = st ? sqlite3_bind_parameter_count(st) : 0;
     sqlite3_finalize(st);
+    if (rc != SQLITE_OK && use == OstExprUse::Default && error.startsWith(QStringLiteral("no such column")))
+        Refuse(sql, QStringLiteral("a default value cannot refer to columns"));
     if (rc != SQLITE_OK) Refuse(sql, auth.refused.isEmpty() ? error : auth.refused);
     while (tail && *tail && QChar::isSpace(static_cast<uchar>(*tail))) ++tail;
     if ((tail && *tail) || columns != 1) Refuse(sql, QStringLiteral("it is more than one expression"));
+    if (parameters > 0) Refuse(sql, QStringLiteral("parameters are not allowed"));
+
+    const QByteArray placed = PlacedSql(meta, table, sql, use).toUtf8();
+    st = nullptr;
+    if (sqlite3_prepare_v2(db, placed.constData(), static_cast<int>(placed.size()), &st, nullptr) != SQLITE_OK) {
+        const QString why = QString::fromUtf8(sqlite3_errmsg(db));
+        sqlite3_finalize(st);
+        Refuse(sql, why);
+    }
+    sqlite3_finalize(st);
 }

@@ -93,7 +93,7 @@ static QString ZeroValueSql(const OstColumnMeta& c) {
 }
 
 QString OstColumnDefaultSql(const OstTableMeta& meta, const OstColumnMeta& c) {
-    if (!c.internalCalc && !c.expression.trimmed().isEmpty()) return QStringLiteral("(") + OstExpressionSql(meta, c.expression) + QStringLiteral(")");
+    if (!c.internalCalc && !c.expression.trimmed().isEmpty()) return QStringLiteral("(") + OstExpressionSql(meta, c.expression, OstExprUse::Default) + QStringLiteral(")");
     if (c.nullable) return QStringLiteral("NULL");
     return ZeroValueSql(c);
 }
@@ -108,14 +108,14 @@ OstColumnResolver OstResolverFor(const OstTableMeta& meta, const QString& prefix
     };
 }
 
-QString OstExpressionSql(const OstTableMeta& meta, const QString& expression) {
+QString OstExpressionSql(const OstTableMeta& meta, const QString& expression, OstExprUse use) {
     const QString e = expression.trimmed();
     QString sql;
     if (e.startsWith(QLatin1Char('@'))) sql = OstNativeExpressionToSql(e.mid(1), OstResolverFor(meta));
     else if (OstLevel::SqlIndexExpressions(meta.level)) sql = e;
     else sql = OstNativeExpressionToSql(e, OstResolverFor(meta));
     // Whatever its source, the text goes into DDL only as one expression.
-    OstCheckSqlExpression(meta, sql);
+    OstCheckSqlExpression(meta, sql, use);
     return sql;
 }
 
@@ -217,7 +217,7 @@ static void ValidateColumns(const OstTableMeta& m, OstConnection* conn) {
                 Invalid(QStringLiteral("Column \"%1\": default values need table level 4 or higher").arg(c.name),
                         OstErr::LevelViolation);
             try {
-                OstExpressionSql(m, c.expression);
+                OstExpressionSql(m, c.expression, c.internalCalc ? OstExprUse::Calculated : OstExprUse::Default);
             } catch (const EOstraError& e) {
                 Invalid(QStringLiteral("Column \"%1\": %2").arg(c.name, e.Message()));
             }
@@ -274,7 +274,7 @@ static void ValidateIndexes(const OstTableMeta& m) {
                             .arg(ix.name).arg(max).arg(m.level < 4 ? QStringLiteral(" (255 from table level 4 on)") : QString()),
                         OstErr::LevelViolation);
             try {
-                OstExpressionSql(m, e);
+                OstExpressionSql(m, e, OstExprUse::Index);
             } catch (const EOstraError& err) {
                 Invalid(QStringLiteral("Index \"%1\": %2").arg(ix.name, err.Message()));
             }
@@ -453,7 +453,7 @@ QVector<OstCheckSql> OstTableCheckSql(const OstTableMeta& m) {
         const QString cond = ck.custom.trimmed().isEmpty() ? ck.condition : ck.custom;
         const QString msg = ck.message.trimmed().isEmpty() ? QStringLiteral("Check \"%1\" failed").arg(cond.trimmed()) : ck.message;
         const QString sql = OstNativeExpressionToSql(cond, OstResolverFor(m));
-        OstCheckSqlExpression(m, sql); // the translation, too, goes into DDL only as one expression
+        OstCheckSqlExpression(m, sql, OstExprUse::Check); // the translation, too, goes into DDL only as one expression
         out.append({msg, sql});
     }
     return out;
@@ -473,7 +473,7 @@ QString OstCreateTableSql(const OstTableMeta& m, const QString& schema, const QS
         const QString coll = OstColumnCollation(m, c);
         if (!coll.isEmpty()) def += QStringLiteral(" COLLATE ") + Q(OstSqlCollation(coll));
         if (OstIsGeneratedColumn(c)) {
-            def += QStringLiteral(" GENERATED ALWAYS AS (%1) VIRTUAL").arg(OstExpressionSql(m, c.expression));
+            def += QStringLiteral(" GENERATED ALWAYS AS (%1) VIRTUAL").arg(OstExpressionSql(m, c.expression, OstExprUse::Calculated));
         } else {
             if (!c.nullable)
                 def += QStringLiteral(" CONSTRAINT %1 NOT NULL").arg(Q(QStringLiteral("Column \"%1\" must have a value").arg(c.name)));
@@ -507,7 +507,7 @@ QString OstIndexSql(const OstTableMeta& m, const OstIndexMeta& ix, const QString
     const bool unique = ix.options & (ixUnique | ixPrimary);
     QStringList keys;
     if (ix.options & ixExpression) {
-        keys << QStringLiteral("(") + OstExpressionSql(m, ix.expression) + QStringLiteral(")");
+        keys << QStringLiteral("(") + OstExpressionSql(m, ix.expression, OstExprUse::Index) + QStringLiteral(")");
         if (ix.options & ixDescending) keys.last() += QStringLiteral(" DESC");
     } else {
         const QStringList desc = OstSplitFields(ix.descFields);

@@ -45,8 +45,11 @@ QString OstIndexPhysicalName(const OstTableMeta& meta, const QString& indexName)
 OstColumnResolver OstResolverFor(const OstTableMeta& meta, const QString& prefix = QString());
 // An expression in the table's dialect: SQL from level 5 on unless it starts
 // with "@", the native expression language otherwise.
+// Where an expression goes: each place has rules of its own (a default value
+// is constant, an index expression deterministic).
+enum class OstExprUse { Index, Calculated, Default, Check };
 // Raises EOstraError unless the expression is exactly one SQL expression over
-// the table's own columns.
-QString OstExpressionSql(const OstTableMeta& meta, const QString& expression);
-void OstCheckSqlExpression(const OstTableMeta& meta, const QString& sql);
+// the table's own columns that SQLite takes in that place.
+QString OstExpressionSql(const OstTableMeta& meta, const QString& expression, OstExprUse use);
+void OstCheckSqlExpression(const OstTableMeta& meta, const QString& sql, OstExprUse use);
 QString OstDoubleUnQuote(const QString& s);

@@ -10,6 +10,7 @@ class TstSqlSafety : public QObject {
 private slots:
     void expressionsCannotRunStatements_data();
     void expressionsCannotRunStatements();
+    void eachPlaceKeepsItsRules();
     void expressionsThatAreFine_data() { OST_DATA_LAYOUTS() }
     void expressionsThatAreFine();
     void userSqlKeepsEngineStructure_data() { OST_DATA_LAYOUTS() }
@@ -53,6 +54,7 @@ void TstSqlSafety::expressionsCannotRunStatements_data() {
         QStringLiteral("1), (2"),
         QStringLiteral("'a' || (SELECT group_concat(name) FROM sqlite_schema)"),
         QStringLiteral("load_extension('x')"),
+        QStringLiteral("?1 + :p"),
     };
     for (bool single : {false, true})
         for (const char* where : {"index", "default", "calculated"})
@@ -102,6 +104,32 @@ void TstSqlSafety::expressionsCannotRunStatements() {
     auto again = db.Table(QStringLiteral("Customers"));
     again->ReadDefinitions();
     QCOMPARE(again->GetFieldDefsOst().GetCount(), 2);
+}
+
+void TstSqlSafety::eachPlaceKeepsItsRules() {
+    TestDb db(true);
+    struct Case { const char* where; const char* expression; const char* says; } cases[] = {
+        {"default", "A + 1", "a default value cannot refer to columns"},
+        {"index", "random() + A", "non-deterministic"},
+        {"calculated", "random()", "non-deterministic"},
+        {"index", "count(A)", "misuse of aggregate"},
+    };
+    for (const Case& c : cases) {
+        auto t = db.Table(QStringLiteral("T"));
+        AddColumn(*t, QStringLiteral("A"), dtInteger);
+        TOstFieldDef* b = AddColumn(*t, QStringLiteral("B"), dtInteger);
+        const QString expression = QString::fromLatin1(c.expression);
+        if (qstrcmp(c.where, "index") == 0) {
+            t->IndexDefs().Add(QStringLiteral("X"), QString(), TIndexOptions(ixExpression))->Expression = expression;
+        } else {
+            b->SetInternalCalcField(qstrcmp(c.where, "calculated") == 0);
+            b->SetCalcExpression(expression);
+        }
+        const EOstraError e = Raised([&] { t->CreateTable(); });
+        QVERIFY2(e.ErrorCode() == OstErr::InvalidDefinition && e.Message().contains(QString::fromLatin1(c.says)),
+                 qPrintable(expression + QStringLiteral(" -> ") + e.Message()));
+        QVERIFY(!db.db->TableExists(QStringLiteral("T")));
+    }
 }
 
 void TstSqlSafety::expressionsThatAreFine() {
