@@ -37,6 +37,16 @@ void MakeCustomers(TestDb& db) {
     t->Close();
 }
 
+// Puts an expression where a test wants it: "index", "default" or "calculated" (on column c).
+void PlaceExpression(TOstTable& t, TOstFieldDef* c, const QString& where, const QString& expression) {
+    if (where == QStringLiteral("index")) {
+        t.IndexDefs().Add(QStringLiteral("ByExpr"), QString(), TIndexOptions(ixExpression))->Expression = expression;
+    } else {
+        c->SetInternalCalcField(where == QStringLiteral("calculated"));
+        c->SetCalcExpression(expression);
+    }
+}
+
 int CustomerRows(TestDb& db) { return db.Scalar(QStringLiteral("SELECT count(*) FROM Customers")).toInt(); }
 
 } // namespace
@@ -70,13 +80,7 @@ void TstSqlSafety::expressionsCannotRunStatements() {
     MakeCustomers(db);
     auto t = db.Table(QStringLiteral("Orders"));
     AddColumn(*t, QStringLiteral("A"), dtInteger);
-    TOstFieldDef* b = AddColumn(*t, QStringLiteral("B"), dtInteger);
-    if (where == QStringLiteral("index")) {
-        t->IndexDefs().Add(QStringLiteral("ByExpr"), QString(), TIndexOptions(ixExpression))->Expression = expression;
-    } else {
-        b->SetInternalCalcField(where == QStringLiteral("calculated"));
-        b->SetCalcExpression(expression);
-    }
+    PlaceExpression(*t, AddColumn(*t, QStringLiteral("B"), dtInteger), where, expression);
     const EOstraError e = Raised([&] { t->CreateTable(); });
     QVERIFY2(e.ErrorCode() != 0, qPrintable(expression));
     QCOMPARE(e.ErrorCode(), OstErr::InvalidDefinition);
@@ -92,13 +96,7 @@ void TstSqlSafety::expressionsCannotRunStatements() {
     // A restructure that brings in the same expression is refused as well, and changes nothing.
     auto c = db.Table(QStringLiteral("Customers"));
     c->ReadDefinitions();
-    TOstFieldDef* x = AddColumn(*c, QStringLiteral("X"), dtInteger);
-    if (where == QStringLiteral("index")) {
-        c->IndexDefs().Add(QStringLiteral("ByExpr"), QString(), TIndexOptions(ixExpression))->Expression = expression;
-    } else {
-        x->SetInternalCalcField(where == QStringLiteral("calculated"));
-        x->SetCalcExpression(expression);
-    }
+    PlaceExpression(*c, AddColumn(*c, QStringLiteral("X"), dtInteger), where, expression);
     QCOMPARE(Raised([&] { c->AlterTable(); }).ErrorCode(), OstErr::InvalidDefinition);
     QCOMPARE(CustomerRows(db), 2);
     auto again = db.Table(QStringLiteral("Customers"));
@@ -117,14 +115,8 @@ void TstSqlSafety::eachPlaceKeepsItsRules() {
     for (const Case& c : cases) {
         auto t = db.Table(QStringLiteral("T"));
         AddColumn(*t, QStringLiteral("A"), dtInteger);
-        TOstFieldDef* b = AddColumn(*t, QStringLiteral("B"), dtInteger);
         const QString expression = QString::fromLatin1(c.expression);
-        if (qstrcmp(c.where, "index") == 0) {
-            t->IndexDefs().Add(QStringLiteral("X"), QString(), TIndexOptions(ixExpression))->Expression = expression;
-        } else {
-            b->SetInternalCalcField(qstrcmp(c.where, "calculated") == 0);
-            b->SetCalcExpression(expression);
-        }
+        PlaceExpression(*t, AddColumn(*t, QStringLiteral("B"), dtInteger), QString::fromLatin1(c.where), expression);
         const EOstraError e = Raised([&] { t->CreateTable(); });
         QVERIFY2(e.ErrorCode() == OstErr::InvalidDefinition && e.Message().contains(QString::fromLatin1(c.says)),
                  qPrintable(expression + QStringLiteral(" -> ") + e.Message()));
