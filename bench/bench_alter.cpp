@@ -26,8 +26,8 @@
 // sets on every connection, and which decides where index sorts spill).
 // The hand rebuild with the engine's DDL starts from a copy of the engine's
 // own seed file: the same rows in the same pages.
-#include "engine/ostcollation.h"
-#include "engine/ostconnection.h"
+#include "engine/store/ostcollation.h"
+#include "engine/store/ostconnection.h"
 #include "engine/ostdataset.h"
 #include "engine/ostquery.h"
 

@@ -19,7 +19,7 @@
 // the plain statement's, i.e. plain time / engine time >= 0.80. A record-by-
 // record copy into a second database (a tenth of the rows) is shown for scale.
 #include "engine/ostbatchmove.h"
-#include "engine/ostcollation.h"
+#include "engine/store/ostcollation.h"
 #include "engine/ostdataset.h"
 #include "engine/ostquery.h"
 

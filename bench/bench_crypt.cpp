@@ -14,7 +14,7 @@
 // disk. Figures are medians over the runs; MB/s relate to the file's size.
 // "kdf ms" is the key derivation from the password (scrypt), which opening an
 // encrypted file costs once per process.
-#include "engine/ostcrypt.h"
+#include "engine/crypt/ostcrypt.h"
 #include "engine/ostdataset.h"
 #include "engine/ostquery.h"
 

@@ -26,9 +26,9 @@
 // < 5 ms for (a). A filtered TOstTable (CONTAINS, ranked, the record ids
 // loaded) is timed for comparison, and so are bulk inserts and deletes
 // through SQL with the index in place and without it.
-#include "engine/ostconnection.h"
+#include "engine/store/ostconnection.h"
 #include "engine/ostdataset.h"
-#include "engine/ostfulltext.h"
+#include "engine/fulltext/ostfulltext.h"
 
 #include <QCoreApplication>
 #include <QDir>

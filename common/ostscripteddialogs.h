@@ -6,7 +6,7 @@
 #pragma once
 
 #include "common/ostdialogservice.h"
-#include "engine/sysutils.h"
+#include "engine/base/sysutils.h"
 
 #include <QList>
 #include <QPointer>

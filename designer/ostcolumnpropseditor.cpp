@@ -4,7 +4,7 @@
 #include "common/osthelp.h"
 #include "designer/core/ostcolumnpropscore.h"
 #include "engine/ostdatabase.h"
-#include "engine/sysutils.h"
+#include "engine/base/sysutils.h"
 
 #include <QCheckBox>
 #include <QComboBox>

@@ -1,12 +1,16 @@
-#include "ostbatchmove.h"
+// TOstBatchMove: one Execute resolves the datasets and mappings, then moves
+// the records in one transaction of the destination's database, by one
+// INSERT ... SELECT when both are engine tables of one database, else record
+// by record (engine/batchmove holds the plan and the writer).
+#include "engine/ostbatchmove.h"
 
-#include "ostbatchmovewriter.h"
-#include "ostdataset.h"
-#include "ostfilter.h"
-#include "ostschema.h"
-#include "ostvalues.h"
-#include "sysutils.h"
-#include "tdataset.h"
+#include "engine/batchmove/ostbatchmovewriter.h"
+#include "engine/ostdataset.h"
+#include "engine/filter/ostfilter.h"
+#include "engine/store/ostschema.h"
+#include "engine/store/ostvalues.h"
+#include "engine/base/sysutils.h"
+#include "engine/base/tdataset.h"
 
 #include <QSaveFile>
 

@@ -28,8 +28,8 @@
 // Every other combination goes record by record.
 #pragma once
 
-#include "ostengine.h"
-#include "tcomponent.h"
+#include "engine/ostengine.h"
+#include "engine/base/tcomponent.h"
 
 #include <QPointer>
 #include <QStringList>

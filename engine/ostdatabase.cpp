@@ -1,10 +1,12 @@
-#include "ostdatabase.h"
+// TOstDatabase: connecting, creating databases, listing tables, transactions;
+// the session's database components and the index information routines.
+#include "engine/ostdatabase.h"
 
-#include "ostconnection.h"
-#include "ostcryptaccess.h"
-#include "ostfilter.h"
-#include "ostmeta.h"
-#include "ostschema.h"
+#include "engine/store/ostconnection.h"
+#include "engine/crypt/ostcryptaccess.h"
+#include "engine/filter/ostfilter.h"
+#include "engine/store/ostmeta.h"
+#include "engine/store/ostschema.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -4,8 +4,8 @@
 // catalog of its tables and its default encryption.
 #pragma once
 
-#include "ostengine.h"
-#include "tcomponent.h"
+#include "engine/ostengine.h"
+#include "engine/base/tcomponent.h"
 
 #include <memory>
 

@@ -1,16 +1,17 @@
 // TOstDataSet (base of table and query) and TOstTable.
 #pragma once
 
-#include "ostdatabase.h"
-#include "ostdefs.h"
-#include "ostfielddef.h"
-#include "tdataset.h"
+#include "engine/ostdatabase.h"
+#include "engine/ostdefs.h"
+#include "engine/ostfielddef.h"
+#include "engine/base/tdataset.h"
 
 #include <memory>
 
 class OstConnection;
 struct OstTableMeta;
 class OstCursor;
+class OstCryptRequester;
 
 // The field classes of engine datasets.
 
@@ -172,6 +173,9 @@ protected:
 
 private:
     friend class OstTableOps;
+    friend class TOstDataSet;
+    std::shared_ptr<OstCryptRequester> CryptRequester();
+    std::shared_ptr<OstCryptRequester> m_cryptRequester;
     void ReloadCursor(qint64 keepId);
     void RebuildIfCollatorChanged();
     void CheckInactive(const char* what) const;

@@ -1,4 +1,5 @@
-#include "ostdefs.h"
+// Fulltext index and foreign-key definition collections of a table component.
+#include "engine/ostdefs.h"
 
 // ---- fulltext indexes
 

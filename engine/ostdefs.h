@@ -1,8 +1,8 @@
 // Fulltext index and foreign key (integrity rule) definitions of a table.
 #pragma once
 
-#include "ostengine.h"
-#include "tcollection.h"
+#include "engine/ostengine.h"
+#include "engine/base/tcollection.h"
 
 #include <functional>
 

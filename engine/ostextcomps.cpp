@@ -1,8 +1,9 @@
-#include "ostextcomps.h"
+// Auxiliary components: enumeration value sets and blob providers.
+#include "engine/ostextcomps.h"
 
-#include "ostdataset.h"
-#include "sysutils.h"
-#include "tdataset.h"
+#include "engine/ostdataset.h"
+#include "engine/base/sysutils.h"
+#include "engine/base/tdataset.h"
 
 #include <QBuffer>
 

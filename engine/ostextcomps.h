@@ -5,7 +5,7 @@
 // Both reach their dataset through a TDataSource of the same owner.
 #pragma once
 
-#include "tcomponent.h"
+#include "engine/base/tcomponent.h"
 
 #include <QByteArray>
 #include <QStringList>

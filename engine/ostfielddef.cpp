@@ -1,4 +1,6 @@
-#include "ostfielddef.h"
+// TOstFieldDef and TOstFieldDefs: engine column definitions, and the mapping
+// of library field definitions to engine data types.
+#include "engine/ostfielddef.h"
 
 void TOstFieldDef::Assign(const TOstFieldDef& src) {
     if (&src == this) return;
@@ -136,42 +138,7 @@ bool TOstFieldDef::SameDefinition(const TOstFieldDef& o) const {
            m_spec == o.m_spec && m_fieldNo == o.m_fieldNo;
 }
 
-// An enumeration's value list is comma text: values are separated by commas, and a value
-// that starts with '"' runs to the closing quote, so it may hold commas ("" in
-// it stands for one quote). A quote later in a value is an ordinary character.
-// Values are trimmed; empty ones are dropped.
-QStringList TOstFieldDef::EnumValues() const {
-    QStringList values;
-    const QString& s = m_spec;
-    const qsizetype n = s.size();
-    qsizetype i = 0;
-    while (i <= n) {
-        QString value;
-        while (i < n && s.at(i).isSpace())
-            ++i;
-        if (i < n && s.at(i) == u'"') {
-            ++i;
-            while (i < n) {
-                if (s.at(i) == u'"') {
-                    if (i + 1 < n && s.at(i + 1) == u'"') {
-                        value += u'"';
-                        i += 2;
-                        continue;
-                    }
-                    ++i;
-                    break;
-                }
-                value += s.at(i++);
-            }
-        }
-        while (i < n && s.at(i) != u',')
-            value += s.at(i++);
-        value = value.trimmed();
-        if (!value.isEmpty()) values.append(value);
-        ++i; // past the comma (or the end)
-    }
-    return values;
-}
+QStringList TOstFieldDef::EnumValues() const { return OstEnumValues(m_spec); }
 
 TOstFieldDef* TOstFieldDefs::Add(const QString& name, int dataType, int size) {
     TOstFieldDef* d = Add();

@@ -3,9 +3,9 @@
 // survives renames and moves and is how a restructure matches old and new columns.
 #pragma once
 
-#include "ostengine.h"
-#include "tcollection.h"
-#include "tdefs.h"
+#include "engine/ostengine.h"
+#include "engine/base/tcollection.h"
+#include "engine/base/tdefs.h"
 
 class TOstFieldDef : public TCollectionItem {
 public:

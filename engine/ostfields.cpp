@@ -1,5 +1,6 @@
-#include "ostdataset.h"
-#include "sysutils.h"
+// The field classes of engine datasets: fixed-width strings, blobs from and to files.
+#include "engine/ostdataset.h"
+#include "engine/base/sysutils.h"
 
 #include <QFile>
 #include <QSaveFile>

@@ -1,8 +1,10 @@
-#include "ostquery.h"
+// TOstQuery: runs user SQL through the database's connection, under the guard
+// that keeps the engine's own tables and settings out of its reach.
+#include "engine/ostquery.h"
 
-#include "ostconnection.h"
-#include "ostfilter.h"
-#include "ostsqlguard.h"
+#include "engine/store/ostconnection.h"
+#include "engine/filter/ostfilter.h"
+#include "engine/store/ostsqlguard.h"
 
 #include <QRegularExpression>
 

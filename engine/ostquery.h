@@ -2,7 +2,7 @@
 // names) and is a read-only dataset over the result.
 #pragma once
 
-#include "ostdataset.h"
+#include "engine/ostdataset.h"
 
 #include <QVariantMap>
 

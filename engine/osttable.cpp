@@ -1,14 +1,20 @@
-#include "ostcollation.h"
-#include "ostconnection.h"
-#include "ostcryptaccess.h"
-#include "ostdataset.h"
-#include "ostfilter.h"
-#include "ostfulltext.h"
-#include "ostmeta.h"
-#include "ostschema.h"
-#include "ostvalues.h"
+// TOstDataSet and TOstTable: database lookup, opening a table with its
+// cursor, filters, posting and deleting records, definitions from and to
+// the stored table. Structure changes are in osttableops.cpp, ostalter.cpp
+// and osttablefulltext.cpp.
+#include "engine/store/ostcollation.h"
+#include "engine/store/ostconnection.h"
+#include "engine/crypt/ostcryptaccess.h"
+#include "engine/ostdataset.h"
+#include "engine/filter/ostfilter.h"
+#include "engine/fulltext/ostfulltext.h"
+#include "engine/ostmetadefs_p.h"
+#include "engine/store/ostschema.h"
+#include "engine/store/ostvalidate.h"
+#include "engine/store/ostvalues.h"
 
 #include <QFileInfo>
+#include <QPointer>
 
 // ---------------------------------------------------------------- TOstDataSet
 
@@ -49,8 +55,34 @@ std::shared_ptr<OstConnection> TOstDataSet::RequireConnection() {
     if (!db) throw EOstraError(OstErr::General, QStringLiteral("%1: no database name").arg(GetName().isEmpty() ? QStringLiteral("Dataset") : GetName()));
     std::shared_ptr<OstConnection> c = db->Connection();
     // A table's encryption settings (and password) go with what it asks of the connection.
-    if (auto* table = qobject_cast<TOstTable*>(this)) OstCryptNoteTable(table, *c);
+    if (auto* table = qobject_cast<TOstTable*>(this))
+        OstCryptNoteTable(table->CryptRequester(), *c, OstNormalizeTableName(table->GetTableName(), c->SingleFile()));
     return c;
+}
+
+namespace {
+
+// What the engine's encryption asks of a table component.
+class TableRequester final : public OstCryptRequester {
+public:
+    explicit TableRequester(TOstTable* t) : m_table(t) {}
+    QObject* Sender() const override { return m_table.data(); }
+    int Method() const override { return m_table ? m_table->GetEncryptionMethod() : int(emDefault); }
+    QString Password() const override { return m_table ? m_table->GetEncryptionPassword() : QString(); }
+    QString DatabasePassword() const override {
+        TOstDatabase* d = m_table ? m_table->GetDatabase() : nullptr;
+        return d ? d->GetPassword() : QString();
+    }
+
+private:
+    QPointer<TOstTable> m_table;
+};
+
+} // namespace
+
+std::shared_ptr<OstCryptRequester> TOstTable::CryptRequester() {
+    if (!m_cryptRequester) m_cryptRequester = std::make_shared<TableRequester>(this);
+    return m_cryptRequester;
 }
 
 TField* TOstDataSet::CreateField(const TFieldDef& def) {
@@ -143,7 +175,7 @@ OstTableMeta TOstTable::ToMeta() const {
     m.capacity = m_capacity;
     m.collation = m_collation;
     m.encryption = m_encryptionMethod;
-    m.FromDefs(m_fieldDefsOst, m_indexDefs, m_fulltextDefs, m_foreignKeys, m_checks);
+    OstMetaFromDefs(m, m_fieldDefsOst, m_indexDefs, m_fulltextDefs, m_foreignKeys, m_checks);
     return m;
 }
 
@@ -153,7 +185,7 @@ void TOstTable::LoadFromMeta(const OstTableMeta& m) {
     m_capacity = m.capacity;
     m_collation = m.collation;
     m_encryptionMethod = static_cast<uint8_t>(m.encryption);
-    m.ToDefs(m_fieldDefsOst, m_indexDefs, m_fulltextDefs, m_foreignKeys, m_checks);
+    OstMetaToDefs(m, m_fieldDefsOst, m_indexDefs, m_fulltextDefs, m_foreignKeys, m_checks);
 }
 
 bool TOstTable::Exists() {

@@ -16,7 +16,7 @@
 
 #include "engine/ostdatabase.h"
 #include "engine/ostdataset.h"
-#include "engine/tdatamodule.h"
+#include "engine/base/tdatamodule.h"
 
 #include <QDirIterator>
 #include <QFile>

@@ -8,9 +8,10 @@
 #include "fuzz_helper.h"
 
 #include "engine/ostengine.h"
-#include "engine/ostcollation.h"
-#include "engine/ostfilter.h"
-#include "engine/ostschema.h"
+#include "engine/store/ostcollation.h"
+#include "engine/filter/ostfilter.h"
+#include "engine/store/ostschema.h"
+#include "engine/store/ostvalidate.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 
 #include "designer/core/ostindexstrings.h"
 #include "engine/ostdefs.h"
-#include "engine/ostmeta.h"
-#include "engine/tdefs.h"
+#include "engine/store/ostmeta.h"
+#include "engine/base/tdefs.h"
 
 namespace {
 

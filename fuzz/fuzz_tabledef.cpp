@@ -11,10 +11,12 @@
 #include "fuzz_helper.h"
 
 #include "cli/tabledef_json.h"
-#include "engine/ostcollation.h"
+#include "engine/store/ostcollation.h"
 #include "engine/ostdataset.h"
 #include "engine/ostengine.h"
-#include "engine/ostschema.h"
+#include "engine/ostmetadefs_p.h"
+#include "engine/store/ostschema.h"
+#include "engine/store/ostvalidate.h"
 
 #include <QJsonDocument>
 
@@ -74,7 +76,7 @@ void CommandLineForm(const QJsonObject& def, const QString& input) {
     meta.capacity = table.GetCapacity();
     meta.collation = table.GetCollationName();
     meta.encryption = table.GetEncryptionMethod();
-    meta.FromDefs(table.GetFieldDefsOst(), table.IndexDefs(), table.FulltextIndexDefs(), table.GetIntegrityRules(),
+    OstMetaFromDefs(meta, table.GetFieldDefsOst(), table.IndexDefs(), table.FulltextIndexDefs(), table.GetIntegrityRules(),
                   table.CheckConstraints());
     CheckDdl(meta, input, "command-line");
 }

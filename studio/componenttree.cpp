@@ -1,6 +1,6 @@
 #include "studio/componenttree.h"
 
-#include "engine/tdataset.h"
+#include "engine/base/tdataset.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 #include "studio/studioutils.h"

@@ -1,7 +1,7 @@
 #include "studio/designtable.h"
 
 #include "engine/ostdataset.h"
-#include "engine/tdatamodule.h"
+#include "engine/base/tdatamodule.h"
 #include "studio/designintf/componenteditor.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"

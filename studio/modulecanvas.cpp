@@ -1,6 +1,6 @@
 #include "studio/modulecanvas.h"
 
-#include "engine/tdataset.h"
+#include "engine/base/tdataset.h"
 #include "studio/designintf/componenteditor.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"

@@ -1,6 +1,6 @@
 #include "studio/packageloader.h"
 
-#include "engine/tdataset.h"
+#include "engine/base/tdataset.h"
 #include "studio/designintf/designintf.h"
 
 #include <QCoreApplication>

@@ -9,7 +9,7 @@
 // for, whichever loader asks.
 #pragma once
 
-#include "engine/sysutils.h"
+#include "engine/base/sysutils.h"
 
 #include <QList>
 #include <QString>

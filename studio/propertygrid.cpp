@@ -1,6 +1,6 @@
 #include "studio/propertygrid.h"
 
-#include "engine/tcomponent.h"
+#include "engine/base/tcomponent.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 #include "studio/designintf/propertyeditor.h"

@@ -1,8 +1,8 @@
 #include "studio/studioclipboard.h"
 
-#include "engine/sysutils.h"
-#include "engine/tdatamodule.h"
-#include "engine/tdataset.h"
+#include "engine/base/sysutils.h"
+#include "engine/base/tdatamodule.h"
+#include "engine/base/tdataset.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/dsdesign.h"
 

@@ -1,7 +1,7 @@
 #include "studio/studiomainwindow.h"
 
 #include "common/ostdialogservice.h"
-#include "engine/tdatamodule.h"
+#include "engine/base/tdatamodule.h"
 #include "studio/componentpalette.h"
 #include "studio/componenttree.h"
 #include "studio/designintf/designer.h"

@@ -1,6 +1,6 @@
 #include "studio/studioutils.h"
 
-#include "engine/tcomponent.h"
+#include "engine/base/tcomponent.h"
 
 #include <QWidget>
 #include <algorithm>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "common/ostdialogservice.h"
-#include "engine/sysutils.h"
+#include "engine/base/sysutils.h"
 
 #include <QString>
 #include <exception>

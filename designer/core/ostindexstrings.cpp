@@ -2,7 +2,7 @@
 
 #include "engine/ostdefs.h"
 #include "engine/ostengine.h"
-#include "engine/tdefs.h"
+#include "engine/base/tdefs.h"
 
 QString GetIndexDefString(const TIndexDef& def) {
     if (def.Options.testFlag(ixExpression)) return def.Expression.trimmed();

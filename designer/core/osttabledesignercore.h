@@ -8,7 +8,7 @@
 
 #include "designer/core/ostmodifications.h"
 #include "engine/ostdataset.h"
-#include "engine/sysutils.h"
+#include "engine/base/sysutils.h"
 
 #include <QList>
 #include <QPointer>

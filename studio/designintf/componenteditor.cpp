@@ -1,7 +1,7 @@
 #include "studio/designintf/componenteditor.h"
 
-#include "engine/sysutils.h"
-#include "engine/tcomponent.h"
+#include "engine/base/sysutils.h"
+#include "engine/base/tcomponent.h"
 
 TComponentEditor::TComponentEditor(TComponent* component, IDesigner* designer)
     : m_component(component), m_designer(designer) {}

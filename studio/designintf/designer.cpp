@@ -1,9 +1,9 @@
 #include "studio/designintf/designer.h"
 
-#include "engine/sysutils.h"
-#include "engine/tclassregistry.h"
-#include "engine/tdatamodule.h"
-#include "engine/tdataset.h"
+#include "engine/base/sysutils.h"
+#include "engine/base/tclassregistry.h"
+#include "engine/base/tdatamodule.h"
+#include "engine/base/tdataset.h"
 
 #include <QMetaProperty>
 #include <QSet>

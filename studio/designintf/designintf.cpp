@@ -1,7 +1,8 @@
 #include "studio/designintf/designintf.h"
 
-#include "engine/sysutils.h"
-#include "engine/tdataset.h"
+#include "engine/base/sysutils.h"
+#include "engine/ostengine.h"
+#include "engine/base/tdataset.h"
 #include "studio/designintf/componenteditor.h"
 #include "studio/designintf/dsdesign.h"
 #include "studio/designintf/propertyeditor.h"

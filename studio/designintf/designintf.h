@@ -10,8 +10,8 @@
 //                          PropertyEditorOf<TDatabaseNameProperty>());
 #pragma once
 
-#include "engine/dbtypes.h"
-#include "engine/tclassregistry.h"
+#include "engine/base/dbtypes.h"
+#include "engine/base/tclassregistry.h"
 
 #include <QIcon>
 #include <QList>

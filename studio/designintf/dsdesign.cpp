@@ -1,8 +1,8 @@
 #include "studio/designintf/dsdesign.h"
 
-#include "engine/sysutils.h"
-#include "engine/tclassregistry.h"
-#include "engine/tdataset.h"
+#include "engine/base/sysutils.h"
+#include "engine/base/tclassregistry.h"
+#include "engine/base/tdataset.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 

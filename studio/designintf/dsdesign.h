@@ -4,7 +4,7 @@
 // after the dataset and the column, e.g. "Table1Name") and deletes them.
 #pragma once
 
-#include "engine/tdataset.h"
+#include "engine/base/tdataset.h"
 #include "studio/designintf/componenteditor.h"
 #include "studio/designintf/designer.h"
 

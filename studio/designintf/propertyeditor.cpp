@@ -1,7 +1,7 @@
 #include "studio/designintf/propertyeditor.h"
 
-#include "engine/sysutils.h"
-#include "engine/tdataset.h"
+#include "engine/base/sysutils.h"
+#include "engine/base/tdataset.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/dsdesign.h"
 
@@ -13,7 +13,7 @@
 #include <QVBoxLayout>
 #include <limits>
 
-#include "engine/tdatamodule.h"
+#include "engine/base/tdatamodule.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include "tablestate_helper.h"
 
-#include "engine/ostconnection.h"
-#include "engine/ostcryptaccess.h"
-#include "engine/ostmeta.h"
+#include "engine/store/ostconnection.h"
+#include "engine/crypt/ostcryptaccess.h"
+#include "engine/store/ostmeta.h"
 
 #include <QCryptographicHash>
 #include <QDir>

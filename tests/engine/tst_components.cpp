@@ -6,8 +6,8 @@
 
 #include "engine/ostbatchmove.h"
 #include "engine/ostextcomps.h"
-#include "engine/tclassregistry.h"
-#include "engine/tdatamodule.h"
+#include "engine/base/tclassregistry.h"
+#include "engine/base/tdatamodule.h"
 
 #include <QJsonDocument>
 

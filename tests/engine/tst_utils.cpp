@@ -1,11 +1,11 @@
 // Engine basics: object names, list walking, data types, paths, column
 // definitions, foreign-key actions, components and collections.
-#include "engine/ostcollation.h"
+#include "engine/store/ostcollation.h"
 #include "engine/ostdefs.h"
 #include "engine/ostengine.h"
 #include "engine/ostfielddef.h"
-#include "engine/tcomponent.h"
-#include "engine/tdefs.h"
+#include "engine/base/tcomponent.h"
+#include "engine/base/tdefs.h"
 
 #include <QDir>
 #include <QPointer>

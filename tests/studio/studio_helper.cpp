@@ -2,7 +2,7 @@
 
 #include "engine/ostdatabase.h"
 #include "engine/ostdataset.h"
-#include "engine/tclassregistry.h"
+#include "engine/base/tclassregistry.h"
 #include "studio/packageloader.h"
 
 #include <QSettings>

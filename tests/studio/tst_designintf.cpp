@@ -3,8 +3,8 @@
 // ones, and how property editors convert text.
 #include "engine/ostdataset.h"
 #include "engine/ostquery.h"
-#include "engine/sysutils.h"
-#include "engine/tdatamodule.h"
+#include "engine/base/sysutils.h"
+#include "engine/base/tdatamodule.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 #include "studio/designintf/dsdesign.h"

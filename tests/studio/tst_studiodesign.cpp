@@ -9,7 +9,7 @@
 #include "engine/ostdatabase.h"
 #include "engine/ostdataset.h"
 #include "engine/ostquery.h"
-#include "engine/tdatamodule.h"
+#include "engine/base/tdatamodule.h"
 #include "studio/componentpalette.h"
 #include "studio/componenttree.h"
 #include "studio/designintf/componenteditor.h"

@@ -6,7 +6,7 @@
 #include "common/ostscripteddialogs.h"
 #include "engine/ostdatabase.h"
 #include "engine/ostdataset.h"
-#include "engine/tdatamodule.h"
+#include "engine/base/tdatamodule.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/dsdesign.h"
 #include "studio/modulecanvas.h"

@@ -4,7 +4,7 @@
 #include "studio_helper.h"
 
 #include "engine/ostdataset.h"
-#include "engine/tdatamodule.h"
+#include "engine/base/tdatamodule.h"
 #include "../common/modal_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "studio/componentpalette.h"

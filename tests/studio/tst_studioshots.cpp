@@ -7,7 +7,7 @@
 #include "engine/ostdataset.h"
 #include "engine/ostextcomps.h"
 #include "engine/ostquery.h"
-#include "engine/tdatamodule.h"
+#include "engine/base/tdatamodule.h"
 #include "studio/designintf/designer.h"
 #include "studio/modulecanvas.h"
 #include "studio/propertygrid.h"

@@ -1,0 +1,365 @@
+// Mappings, keys and the record writer of a batch move (see ostbatchmovewriter.h).
+#include "engine/batchmove/ostbatchmovewriter.h"
+
+#include "engine/filter/ostfilter.h"
+#include "engine/store/ostschema.h"
+#include "engine/store/ostvalues.h"
+
+#include <QDateTime>
+
+namespace {
+
+QString Q(const QString& s) { return OstQuoteIdent(s); }
+
+[[noreturn]] void Refuse(const QString& message) { throw EOstraError(OstErr::InvalidDefinition, message); }
+
+// The source column of a name: the exact spelling first, then regardless of case.
+int SourceIndex(const OstBatchPlan& p, const QString& name) {
+    for (int i = 0; i < p.src.size(); ++i)
+        if (p.src[i].name == name) return i;
+    for (int i = 0; i < p.src.size(); ++i)
+        if (p.src[i].name.compare(name, Qt::CaseInsensitive) == 0) return i;
+    return -1;
+}
+
+// Splits the key list of a CREATE INDEX statement at its top-level commas.
+QStringList KeyParts(const QString& keys) {
+    QStringList parts;
+    int depth = 0, start = 0;
+    bool quoted = false;
+    for (int i = 0; i < keys.size(); ++i) {
+        const QChar ch = keys.at(i);
+        if (ch == u'"') quoted = !quoted;
+        else if (!quoted && ch == u'(') ++depth;
+        else if (!quoted && ch == u')') --depth;
+        else if (!quoted && depth == 0 && ch == u',') {
+            parts << keys.mid(start, i - start).trimmed();
+            start = i + 1;
+        }
+    }
+    parts << keys.mid(start).trimmed();
+    return parts;
+}
+
+QString DefaultOrEmpty(const OstTableMeta& m, const OstColumnMeta& c) {
+    const QString d = OstColumnDefaultSql(m, c);
+    return d == QStringLiteral("NULL") ? QString() : d;
+}
+
+
+// ---- SQL functions of the copy statement
+
+
+// ost_batch_value(value, source type, type, size, precision, spec, column):
+// a stored value of the source type as the writer converts it - read as the
+// dataset reads it, then converted as a post converts it.
+void BatchValueFunc(sqlite3_context* ctx, int, sqlite3_value** argv) {
+    OstColumnMeta col;
+    col.type = sqlite3_value_int(argv[2]);
+    col.size = sqlite3_value_int(argv[3]);
+    col.precision = sqlite3_value_int(argv[4]);
+    col.spec = OstSqlTextArgument(argv[5]);
+    col.name = OstSqlTextArgument(argv[6]);
+    QString error;
+    const QVariant out = OstToStorage(OstFromStorage(OstSqlArgument(argv[0]), sqlite3_value_int(argv[1])), col, error);
+    if (!error.isEmpty()) {
+        const QByteArray msg = (QStringLiteral("Cannot convert: ") + error).toUtf8();
+        sqlite3_result_error(ctx, msg.constData(), msg.size());
+        return;
+    }
+    OstSqlResult(ctx, out);
+}
+
+// ost_batch_fail(message): ends the statement as a broken constraint would.
+void BatchFailFunc(sqlite3_context* ctx, int, sqlite3_value** argv) {
+    const QByteArray msg = OstSqlTextArgument(argv[0]).toUtf8();
+    sqlite3_result_error(ctx, msg.constData(), msg.size());
+    sqlite3_result_error_code(ctx, SQLITE_CONSTRAINT_FUNCTION);
+}
+
+// A value in a report line: text quoted, special characters escaped.
+QString Shown(const QVariant& v) {
+    if (!v.isValid() || v.isNull()) return QStringLiteral("NULL");
+    QString s;
+    switch (v.typeId()) {
+    case QMetaType::QByteArray: return QStringLiteral("(binary, %1 bytes)").arg(v.toByteArray().size());
+    case QMetaType::Bool: return v.toBool() ? QStringLiteral("True") : QStringLiteral("False");
+    case QMetaType::Int: case QMetaType::LongLong: case QMetaType::Double: return v.toString();
+    case QMetaType::QDateTime: s = v.toDateTime().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")); break;
+    case QMetaType::QTime: s = v.toTime().toString(QStringLiteral("HH:mm:ss.zzz")); break;
+    default: s = v.toString();
+    }
+    s.replace(u'\\', QStringLiteral("\\\\")).replace(u'\n', QStringLiteral("\\n")).replace(u'\r', QStringLiteral("\\r"));
+    s.replace(u'\t', QStringLiteral("\\t")).replace(u'\'', QStringLiteral("''"));
+    return u'\'' + s + u'\'';
+}
+
+} // namespace
+
+// ---------------------------------------------------------------- plan
+
+void OstResolveMappings(OstBatchPlan& p, const QStringList& lines) {
+    const QString table = p.dst.name;
+    p.columns.clear();
+    bool any = false;
+    for (const QString& l : lines) any = any || !l.trimmed().isEmpty();
+    if (!any) {
+        for (int d = 0; d < p.dst.columns.size(); ++d) {
+            if (OstIsGeneratedColumn(p.dst.columns[d])) continue;
+            const int s = SourceIndex(p, p.dst.columns[d].name);
+            if (s >= 0) p.columns.append({d, s});
+        }
+        if (p.columns.isEmpty())
+            Refuse(QStringLiteral("Source \"%1\" and table \"%2\" have no column names in common; give Mappings (destination=source)")
+                       .arg(p.sourceName, table));
+        return;
+    }
+    for (int i = 0; i < lines.size(); ++i) {
+        const QString line = lines.at(i).trimmed();
+        if (line.isEmpty()) continue;
+        const QString where = QStringLiteral("Mappings line %1 \"%2\"").arg(QString::number(i + 1), line);
+        const int eq = line.indexOf(u'=');
+        const QString dstName = (eq < 0 ? line : line.left(eq)).trimmed();
+        const QString srcName = (eq < 0 ? line : line.mid(eq + 1)).trimmed();
+        if (dstName.isEmpty() || srcName.isEmpty())
+            Refuse(QStringLiteral("%1: the %2 column is missing (a line reads destination=source)")
+                       .arg(where, dstName.isEmpty() ? QStringLiteral("destination") : QStringLiteral("source")));
+        const int d = p.dst.ColumnIndex(dstName);
+        if (d < 0) Refuse(QStringLiteral("%1: table \"%2\" has no column \"%3\"").arg(where, table, dstName));
+        const OstColumnMeta& col = p.dst.columns[d];
+        if (OstIsGeneratedColumn(col))
+            Refuse(QStringLiteral("%1: column \"%2\" of table \"%3\" is calculated and cannot be written").arg(where, col.name, table));
+        for (const OstBatchColumn& c : p.columns)
+            if (c.dst == d) Refuse(QStringLiteral("%1: column \"%2\" is mapped twice").arg(where, col.name));
+        const int s = SourceIndex(p, srcName);
+        if (s < 0) Refuse(QStringLiteral("%1: source \"%2\" has no column \"%3\"").arg(where, p.sourceName, srcName));
+        p.columns.append({d, s});
+    }
+}
+
+void OstResolveKey(OstBatchPlan& p) {
+    const OstTableMeta& m = p.dst;
+    const OstIndexMeta* ix = nullptr;
+    for (const OstIndexMeta& i : m.indexes)
+        if (!ix && (i.options & ixPrimary)) ix = &i;
+    for (const OstIndexMeta& i : m.indexes)
+        if (!ix && (i.options & ixUnique)) ix = &i;
+    if (!ix)
+        Refuse(QStringLiteral("Table \"%1\" has no primary or unique index to find its records by; updating or deleting "
+                              "records needs one").arg(m.name));
+    if (ix->options & ixExpression)
+        Refuse(QStringLiteral("The key of table \"%1\" is the expression index \"%2\"; updating or deleting records needs a "
+                              "key of columns").arg(m.name, ix->name));
+    // The key parts as the index itself writes them, with their collations and key lengths.
+    const QString sql = OstIndexSql(m, *ix, QStringLiteral("s"), QStringLiteral("t"));
+    const int open = sql.lastIndexOf(QStringLiteral(" ON t(")) + 6;
+    const QStringList parts = KeyParts(sql.mid(open, sql.size() - open - 1));
+    const QStringList entries = OstSplitFields(ix->fields);
+    p.key.clear();
+    p.keyBefore.clear();
+    p.keyAfter.clear();
+    for (int k = 0; k < entries.size() && k < parts.size(); ++k) {
+        QString colName;
+        int len = 0;
+        OstParseFieldEntry(entries[k], colName, len);
+        const int d = m.ColumnIndex(colName);
+        int at = -1;
+        for (int c = 0; c < p.columns.size(); ++c)
+            if (p.columns[c].dst == d) at = c;
+        if (at < 0)
+            Refuse(QStringLiteral("Key column \"%1\" of table \"%2\" (index \"%3\") is not mapped from the source")
+                       .arg(m.columns.value(d).name, m.name, ix->name));
+        QString part = parts[k];
+        if (part.endsWith(QStringLiteral(" DESC"))) part.chop(5);
+        const QString ref = Q(m.columns[d].name);
+        const int pos = part.indexOf(ref);
+        p.key << at;
+        p.keyBefore << part.left(pos);
+        p.keyAfter << part.mid(pos + ref.size());
+    }
+}
+
+bool OstIsRecordProblem(const EOstraError& e) {
+    switch (e.ErrorCode()) {
+    case OstErr::KeyViolation: case OstErr::ConstraintViolation: case OstErr::ConversionFailed:
+    case OstErr::ForeignKeyViolation: return true;
+    default: return false;
+    }
+}
+
+// ---------------------------------------------------------------- writer
+
+OstBatchWriter::OstBatchWriter(OstConnection& c, const OstBatchPlan& p, Action action) : m_plan(p), m_action(action) {
+    const OstTableMeta& m = p.dst;
+    const OstTableLocation loc = c.Locate(m.name);
+    const int ai = OstAutoIncColumn(m);
+    if (action == Insert || action == InsertOrUpdate) {
+        // A null value lets the column's default apply, as it does when a post leaves a column unassigned.
+        QStringList cols, values;
+        for (int i = 0; i < p.columns.size(); ++i) {
+            const OstColumnMeta& col = m.columns[p.columns[i].dst];
+            const QString d = DefaultOrEmpty(m, col);
+            cols << Q(col.name);
+            values << (d.isEmpty() ? QStringLiteral("?%1").arg(i + 1) : QStringLiteral("COALESCE(?%1, ").arg(i + 1) + d + u')');
+        }
+        m_insert = std::make_unique<OstStmt>(c.Db(), QStringLiteral("INSERT INTO %1(%2) VALUES(%3)")
+                                                         .arg(loc.qualified(), cols.join(u','), values.join(u',')));
+    }
+    if (action != Insert) {
+        QStringList where;
+        for (int k = 0; k < p.key.size(); ++k) {
+            const QString ref = Q(m.columns[p.columns[p.key[k]].dst].name);
+            where << p.keyBefore[k] + ref + p.keyAfter[k] + QStringLiteral(" = ") + p.keyBefore[k] +
+                         QStringLiteral("?%1").arg(k + 1) + p.keyAfter[k];
+        }
+        m_find = std::make_unique<OstStmt>(c.Db(), QStringLiteral("SELECT rowid FROM %1 WHERE %2 LIMIT 1")
+                                                       .arg(loc.qualified(), where.join(QStringLiteral(" AND "))));
+    }
+    if (action == Update || action == InsertOrUpdate) {
+        // An update keeps the record id.
+        QStringList sets;
+        for (int i = 0; i < p.columns.size(); ++i) {
+            if (p.columns[i].dst == ai) continue;
+            m_updated << i;
+            sets << Q(m.columns[p.columns[i].dst].name) + QStringLiteral(" = ?%1").arg(m_updated.size());
+        }
+        if (!sets.isEmpty())
+            m_update = std::make_unique<OstStmt>(c.Db(), QStringLiteral("UPDATE %1 SET %2 WHERE rowid = ?%3")
+                                                             .arg(loc.qualified(), sets.join(QStringLiteral(", ")))
+                                                             .arg(m_updated.size() + 1));
+    }
+    if (action == Delete)
+        m_delete = std::make_unique<OstStmt>(c.Db(), QStringLiteral("DELETE FROM %1 WHERE rowid = ?1").arg(loc.qualified()));
+    if (action != Delete) {
+        for (int i = 0; i < p.columns.size(); ++i) {
+            const OstColumnMeta& col = m.columns[p.columns[i].dst];
+            if (!IsLinkType(col.type)) continue;
+            const OstTableLocation linked = c.Locate(OstNormalizeTableName(col.spec, c.SingleFile()));
+            m_links.append({i, std::make_shared<OstStmt>(c.Db(), QStringLiteral("SELECT 1 FROM %1 WHERE rowid = ?1").arg(linked.qualified()))});
+        }
+    }
+}
+
+OstBatchWriter::~OstBatchWriter() = default;
+
+bool OstBatchWriter::Write(const QVariantList& values) {
+    const OstTableMeta& m = m_plan.dst;
+    QVariantList stored;
+    stored.reserve(values.size());
+    for (int i = 0; i < m_plan.columns.size(); ++i) {
+        if (m_action == Delete && !m_plan.key.contains(i)) {
+            stored << QVariant();
+            continue;
+        }
+        QString error;
+        stored << OstToStorage(values.value(i), m.columns[m_plan.columns[i].dst], error);
+        if (!error.isEmpty()) throw EOstraError(OstErr::ConversionFailed, error);
+    }
+    qint64 id = 0;
+    const bool found = m_action != Insert && Find(stored, id);
+    switch (m_action) {
+    case Delete:
+        if (!found) return false;
+        m_delete->Reset();
+        m_delete->Bind(1, id);
+        m_delete->Step();
+        return true;
+    case Update:
+        if (!found) return false;
+        CheckLinks(stored);
+        DoUpdate(stored, id);
+        return true;
+    case InsertOrUpdate:
+        CheckLinks(stored);
+        if (found) DoUpdate(stored, id);
+        else DoInsert(stored);
+        return true;
+    case Insert:
+        CheckLinks(stored);
+        DoInsert(stored);
+        return true;
+    }
+    return false;
+}
+
+bool OstBatchWriter::Find(const QVariantList& stored, qint64& id) {
+    m_find->Reset();
+    for (int k = 0; k < m_plan.key.size(); ++k) {
+        const QVariant& v = stored.at(m_plan.key[k]);
+        if (!v.isValid() || v.isNull()) return false; // a null key matches no record
+        m_find->Bind(k + 1, v);
+    }
+    if (!m_find->Step()) return false;
+    id = m_find->Int64(0);
+    return true;
+}
+
+void OstBatchWriter::CheckLinks(const QVariantList& stored) {
+    for (const auto& [i, st] : m_links) {
+        const QVariant& v = stored.at(i);
+        if (!v.isValid() || v.isNull()) continue;
+        st->Reset();
+        st->Bind(1, v);
+        if (!st->Step()) {
+            const OstColumnMeta& col = m_plan.dst.columns[m_plan.columns[i].dst];
+            throw EOstraError(OstErr::ConstraintViolation, QStringLiteral("Column \"%1\": table \"%2\" has no record %3")
+                                                               .arg(col.name, col.spec.trimmed(), QString::number(v.toLongLong())));
+        }
+    }
+}
+
+void OstBatchWriter::DoInsert(const QVariantList& stored) {
+    m_insert->Reset();
+    m_insert->BindAll(stored);
+    m_insert->Step();
+}
+
+void OstBatchWriter::DoUpdate(const QVariantList& stored, qint64 id) {
+    if (!m_update) return;
+    m_update->Reset();
+    for (int j = 0; j < m_updated.size(); ++j) m_update->Bind(j + 1, stored.at(m_updated[j]));
+    m_update->Bind(m_updated.size() + 1, id);
+    m_update->Step();
+}
+
+// ---------------------------------------------------------------- copy statement
+
+void OstRegisterBatchFunctions(sqlite3* db) {
+    sqlite3_create_function_v2(db, "ost_batch_value", 7, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr, BatchValueFunc,
+                               nullptr, nullptr, nullptr);
+    sqlite3_create_function_v2(db, "ost_batch_fail", 1, SQLITE_UTF8, nullptr, BatchFailFunc, nullptr, nullptr, nullptr);
+}
+
+QString OstBatchCopyExpression(OstConnection& c, const OstBatchPlan& p, const OstBatchColumn& bc) {
+    const OstColumnMeta& n = p.dst.columns[bc.dst];
+    const OstColumnMeta& o = p.src[bc.src];
+    // Stored values of the same type that the destination's size, precision
+    // and values take as they are; everything else is converted.
+    bool same = o.type == n.type;
+    if (same && IsSizedTextType(n.type)) same = n.size >= o.size;
+    if (same && n.type == dtFloat) same = n.precision == 0 || (o.precision != 0 && o.precision <= n.precision);
+    if (same && n.type == dtTime) same = n.precision == o.precision;
+    if (same && n.type == dtEnum) same = n.spec == o.spec;
+    // Qualified: the link check's subquery has columns of its own.
+    QString e = QStringLiteral("ost_src.") + Q(o.name);
+    if (!same)
+        e = QStringLiteral("ost_batch_value(%1, %2, %3, %4, %5, ").arg(e).arg(o.type).arg(n.type).arg(n.size).arg(n.precision) +
+            OstQuoteString(n.spec) + QStringLiteral(", ") + OstQuoteString(n.name) + u')';
+    const QString d = DefaultOrEmpty(p.dst, n);
+    if (!d.isEmpty()) e = QStringLiteral("COALESCE(") + e + QStringLiteral(", ") + d + u')';
+    if (IsLinkType(n.type)) {
+        const QString linked = OstNormalizeTableName(n.spec, c.SingleFile());
+        const OstTableLocation ll = c.Locate(linked);
+        e = QStringLiteral("CASE WHEN (%1) IS NULL OR EXISTS (SELECT 1 FROM %2 WHERE rowid = (%1)) THEN (%1) ELSE ost_batch_fail(%3) END")
+                .arg(e, ll.qualified(), OstQuoteString(QStringLiteral("Column \"%1\": table \"%2\" has no such record").arg(n.name, linked)));
+    }
+    return e;
+}
+
+QString OstBatchReportLine(qint64 recNo, const QString& reason, const QStringList& names, const QVariantList& values) {
+    QStringList parts;
+    for (int i = 0; i < names.size(); ++i) parts << names[i] + u'=' + Shown(values.value(i));
+    QString why = reason;
+    why.replace(u'\n', u' ').replace(u'\r', u' ');
+    return QStringLiteral("Record %1: %2; values: %3").arg(QString::number(recNo), why, parts.join(QStringLiteral(", ")));
+}
