@@ -301,7 +301,7 @@ void TOstTable::DeleteIndex(const QString& name) {
                     if (a == b) stillUnique = true;
                 }
                 QStringList keyCols;
-                for (const QString& e : OstSplitFields(fk.parentFields)) keyCols << e.toLower();
+                for (const QString& e : OstSplitFields(fk.parentFields)) { QString col; int l; OstParseFieldEntry(e, col, l); keyCols << col.toLower(); }
                 const int ai = OstAutoIncColumn(m);
                 if (ai >= 0 && keyCols == QStringList{m.columns[ai].name.toLower()}) stillUnique = true;
                 if (!stillUnique)
