@@ -12,6 +12,7 @@
 #include <QComboBox>
 #include <QDateTimeEdit>
 #include <QGroupBox>
+#include <QPushButton>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -300,6 +301,17 @@ void TstConstraintsPages::filterDialog() {
     QVERIFY(!dlg.AddAct()->isEnabled());
     dlg.ConditionMemo()->setPlainText("$Amount < 0");
     QCOMPARE(dlg.GetFilterText(), QStringLiteral("$Amount < 0"));
+    // "Test" counts through the engine, or points at the problem
+    dlg.TestBtn()->click();
+    QCOMPARE(dlg.TestResultLabel()->text(), QStringLiteral("0 records match the condition."));
+    dlg.ConditionMemo()->setPlainText("$Amount < 25 and $Amount >");
+    dlg.TestBtn()->click();
+    QVERIFY2(dlg.TestResultLabel()->text().startsWith("Filter error at position"), qPrintable(dlg.TestResultLabel()->text()));
+    QCOMPARE(dlg.ConditionMemo()->textCursor().position(), TOstFilterCore::ErrorPosition(dlg.TestResultLabel()->text()));
+    dlg.ConditionMemo()->setPlainText("$Amount < 25");
+    dlg.TestBtn()->click();
+    QCOMPARE(dlg.TestResultLabel()->text(), QStringLiteral("2 records match the condition."));
+    dlg.ConditionMemo()->setPlainText("$Amount < 0");
     dlg.DirectInputCheckBox()->click();
     QCOMPARE(dlg.GetFilterText(), QStringLiteral("$Amount > 15 and $CustCode = 'A'"));
 
