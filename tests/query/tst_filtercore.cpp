@@ -86,6 +86,8 @@ private slots:
     void writtenFormsSelectOnRealTable();
     void columnWithoutValueForm();
     void testCountsWhatTheEngineSelects();
+    void writtenChecksAreEnforced_data();
+    void writtenChecksAreEnforced();
 };
 
 void TestFilterCore::treeMoves_data() {
@@ -381,6 +383,62 @@ void TestFilterCore::testCountsWhatTheEngineSelects() {
 
     TOstFilterCore none;
     QVERIFY_THROWS_EXCEPTION(Exception, none.CountMatches("$A = 1"));
+}
+
+void TestFilterCore::writtenChecksAreEnforced_data() {
+    QTest::addColumn<QString>("locale");
+    QTest::newRow("en_US") << "en_US";
+    QTest::newRow("de_DE") << "de_DE";
+}
+
+// A check condition as the dialog writes it without the extended style,
+// with a time, a date and a float of the locale, enforced on a real table.
+void TestFilterCore::writtenChecksAreEnforced() {
+    QFETCH(QString, locale);
+    const QLocale saved;
+    QLocale::setDefault(QLocale(locale));
+    auto restore = qScopeGuard([&] { QLocale::setDefault(saved); });
+
+    QTemporaryDir dir;
+    TOstDatabase db;
+    db.SetDatabaseName("WrittenChecks" + locale);
+    db.SetLocation(dir.filePath("db"));
+    db.CreateDatabase();
+    TOstTable t;
+    t.SetDatabaseName(db.GetDatabaseName());
+    t.SetTableName("Shifts");
+    t.GetFieldDefsOst().Add("Start", dtTime, 0);
+    t.GetFieldDefsOst().Add("Day", dtDate, 0);
+    t.GetFieldDefsOst().Add("Rate", dtFloat, 0);
+
+    TOstFilterCore core;
+    core.SetOstDataset(&t);
+    core.SetQlxDialogStyle(false);
+    core.AddCondition();
+    core.UpdateCondition(0, ">", QDateTime(QDate(2000, 1, 1), QTime(12, 0, 0)), 0);
+    core.AddCondition();
+    core.UpdateCondition(1, "<", QDateTime(QDate(2030, 12, 31), QTime(0, 0)), 0);
+    core.AddCondition();
+    core.UpdateCondition(2, "<>", 2.5, 0);
+    TCheckConstraint* check = t.CheckConstraints().Add();
+    check->ImportedConstraint = core.GetFilterText();
+    check->ErrorMessage = "Shifts start after noon";
+    t.CreateTable();
+    t.Open();
+    t.AppendRecord({QTime(12, 0, 1), QDate(2030, 12, 30), 1.5});
+    const QVariantList refused[] = {{QTime(12, 0, 0), QDate(2024, 1, 1), 1.5},
+                                    {QTime(13, 0, 0), QDate(2030, 12, 31), 1.5},
+                                    {QTime(13, 0, 0), QDate(2024, 1, 1), 2.5}};
+    for (const QVariantList& row : refused) {
+        try {
+            t.AppendRecord(row);
+            QFAIL(qPrintable(check->ImportedConstraint + " let a row through"));
+        } catch (const EOstraError& e) {
+            t.Cancel();
+            QCOMPARE(e.Message(), QStringLiteral("Shifts start after noon"));
+        }
+    }
+    QCOMPARE(t.RecordCount(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestFilterCore)
