@@ -71,17 +71,17 @@ void TDesignerStatusBar::paintEvent(QPaintEvent*) {
 // ---------------------------------------------------------------- construction
 
 TOstTableDesigner::TOstTableDesigner(QWidget* parent)
-    : QDialog(parent), m_core(std::make_unique<TOstTableDesignerCore>(this)) {
+    : QDialog(parent), m_core(std::make_unique<TOstTableDesignerCore>(this)),
+      m_checksCore(std::make_unique<TChecksPageCore>(*m_core)),
+      m_relationsCore(std::make_unique<TRelationshipsPageCore>(*m_core)) {
     setWindowTitle(QStringLiteral("Ostra Table Designer - %1").arg(QString()));
     setSizeGripEnabled(true);
 
     m_pages = new QTabWidget(this);
     CreateGeneralPage();
-    m_checksPage = new QWidget;
-    m_relationshipsPage = new QWidget;
+    CreateChecksPage();
+    CreateRelationshipsPage();
     m_indexesPage = new QWidget;
-    m_pages->addTab(m_checksPage, QStringLiteral("Checks"));
-    m_pages->addTab(m_relationshipsPage, QStringLiteral("Relationships"));
     m_pages->addTab(m_indexesPage, QStringLiteral("Indexes"));
     connect(m_pages, &QTabWidget::currentChanged, this,
             [this](int index) { DesignerPageControlChange(index); });
@@ -186,6 +186,8 @@ void TOstTableDesigner::ApplyReadOnlyView() {
     m_tablePropertiesPanel->setEnabled(false);
     m_tablePropertiesPanel->hide();
     m_columnToolBar->setEnabled(false);
+    m_checksToolBar->setEnabled(false);
+    m_relationsToolBar->setEnabled(false);
     m_columnToolBar->hide();
     SetApplyEnabled(false);
     m_columnPropertiesPanel->setEnabled(false);
@@ -205,6 +207,8 @@ void TOstTableDesigner::DefinitionsReloaded() {
     GetTableProperties();
     TOstFieldDefs& columns = m_core->Columns();
     UpdateColumnsListView(columns.Count() > 0 ? columns[0] : nullptr);
+    UpdateChecksListView(nullptr);
+    UpdateForeignKeyDefsListView(nullptr);
 }
 
 void TOstTableDesigner::UpdateCaption() {

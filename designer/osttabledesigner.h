@@ -9,6 +9,7 @@
 // SetOstDataset, exec(); a result of Accepted means the table was changed.
 #pragma once
 
+#include "designer/core/ostconstraintspage.h"
 #include "designer/core/osttabledesignercore.h"
 
 #include <QDialog>
@@ -26,8 +27,12 @@ class QTabWidget;
 class QToolBar;
 class QTreeWidget;
 class QTreeWidgetItem;
+class QLabel;
 class QLineEdit;
+class QTableWidget;
+class TCheckConstraint;
 class TColumnPropertyEditor;
+class TOstForeignKeyDef;
 class TDesignerStatusBar;
 
 class TOstTableDesigner : public QDialog, public ITableDesignerView {
@@ -71,6 +76,47 @@ public:
     // Controls to working table; false when the capacity was refused.
     bool SetTableProperties();
     QString GetCollationInfo() const;
+
+    // ---- The Checks page (ostcheckspage.cpp)
+    void UpdateChecksListView(const TCheckConstraint* select);
+    void DisplayCheck(TCheckConstraint* check);
+    // Condition and message edits into the selected row's check.
+    void SetCheckProperties();
+    // The condition through the filter dialog; the text unchanged when cancelled.
+    QString EditCheck(const QString& condition);
+    void EditCheckConstraint(TCheckConstraint* check);
+    TCheckConstraint* SelectedCheck() const;
+    TChecksPageCore& ChecksCore() const { return *m_checksCore; }
+    QTreeWidget* ChecksListView() const { return m_checksList; }
+    QAction* NewCheckAct() const { return m_newCheckAct; }
+    QAction* DeleteCheckAct() const { return m_deleteCheckAct; }
+    QAction* EditCheckAct() const { return m_editCheckAct; }
+    QWidget* CheckDetailPanel() const { return m_checkDetailPanel; }
+    QLineEdit* CheckConditionEdit() const { return m_checkConditionEdit; }
+    QLineEdit* CheckMessageEdit() const { return m_checkMessageEdit; }
+    QPushButton* EditCheckConditionBtn() const { return m_editCheckConditionBtn; }
+    QLabel* ChecksInfoLabel() const { return m_checksInfo; }
+
+    // ---- The Relationships page (ostrelationspage.cpp)
+    void UpdateForeignKeyDefsListView(const TOstForeignKeyDef* select);
+    void DisplayForeignKeyDef(TOstForeignKeyDef* def);
+    void UpdateParentTableIndexes(const QString& parentFields);
+    TOstForeignKeyDef* SelectedForeignKeyDef() const;
+    TRelationshipsPageCore& RelationshipsCore() const { return *m_relationsCore; }
+    QTreeWidget* ForeignKeyDefsListView() const { return m_foreignKeyList; }
+    QAction* NewRelationshipAct() const { return m_newRelationshipAct; }
+    QAction* DeleteRelationshipAct() const { return m_deleteRelationshipAct; }
+    QAction* EditRelationshipAct() const { return m_editRelationshipAct; }
+    QLineEdit* ForeignKeyNameEdit() const { return m_foreignKeyNameEdit; }
+    QComboBox* ParentTableCombobox() const { return m_parentTableCombobox; }
+    QComboBox* ParentIndexesBox() const { return m_parentIndexesBox; }
+    QLabel* ChildFieldsLabel() const { return m_childFieldsLabel; }
+    QTableWidget* IR_ValueList() const { return m_irValueList; }
+    // The value editor of a row of the value list: a pick list of this table's columns.
+    QComboBox* IR_ValueListEditor(int row) const;
+    QComboBox* UpdateActionBox() const { return m_updateActionBox; }
+    QComboBox* DeleteActionBox() const { return m_deleteActionBox; }
+    QLabel* RelationshipsInfoLabel() const { return m_relationsInfo; }
 
     // ---- Controls, for the pages that come later and for tests
     QTabWidget* DesignerPageControl() const { return m_pages; }
@@ -121,6 +167,24 @@ public slots:
     void EncryptionTypComboBoxChange();
     void EncryptionkeyBtnClick();
 
+    // Checks
+    void NewCheckActExecute();
+    void DeleteCheckActExecute();
+    void EditCheckActExecute();
+    void UpdateCheck();
+    void EditCheckConditionBtnClick();
+
+    // Relationships
+    void NewRelationshipActExecute();
+    void DeleteRelationshipActExecute();
+    void EditRelationShipActExecute();
+    void ForeignKeyDefsListViewClick();
+    void ForeignKeyNameEditExit();
+    void ParentTableComboboxChange();
+    void ParentIndexesBoxChange();
+    void IRComboBoxChange(QComboBox* box);
+    void IR_ValueListSetEditText(int row);
+
 protected:
     void closeEvent(QCloseEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -130,6 +194,16 @@ private:
     QWidget* CreateColumnsPanel();
     QFrame* CreateTablePropertiesPanel();
     void CreateStatusBar();
+    void CreateChecksPage();
+    void CreateRelationshipsPage();
+    void CheckActUpdate();
+    void EditChecksListViewItem(QTreeWidgetItem* item, const TCheckConstraint* check);
+    void ChecksSheetShow();
+    void RealignChecksTab();
+    void RelationShipActUpdate();
+    void EditForeignKeyDefsListViewItem(QTreeWidgetItem* item, const TOstForeignKeyDef* def);
+    void UpdateValuePicklist();
+    void SetForeignKeyActionBox(QComboBox* box, int action);
     void ApplyReadOnlyView();
 
     void FormCloseQuery(bool& canClose);
@@ -195,6 +269,37 @@ private:
     QProgressBar* m_progressBar = nullptr;
     QPushButton* m_applyBtn = nullptr;
     QPushButton* m_closeBtn = nullptr;
+
+    std::unique_ptr<TChecksPageCore> m_checksCore;
+    bool m_fillingChecks = false;
+    QLabel* m_checksInfo = nullptr;
+    QWidget* m_checksSpacer = nullptr;
+    QToolBar* m_checksToolBar = nullptr;
+    QTreeWidget* m_checksList = nullptr;
+    QAction* m_newCheckAct = nullptr;
+    QAction* m_deleteCheckAct = nullptr;
+    QAction* m_editCheckAct = nullptr;
+    QWidget* m_checkDetailPanel = nullptr;
+    QLineEdit* m_checkConditionEdit = nullptr;
+    QLineEdit* m_checkMessageEdit = nullptr;
+    QPushButton* m_editCheckConditionBtn = nullptr;
+
+    std::unique_ptr<TRelationshipsPageCore> m_relationsCore;
+    bool m_fillingRelations = false;
+    QLabel* m_relationsInfo = nullptr;
+    QToolBar* m_relationsToolBar = nullptr;
+    QTreeWidget* m_foreignKeyList = nullptr;
+    QAction* m_newRelationshipAct = nullptr;
+    QAction* m_deleteRelationshipAct = nullptr;
+    QAction* m_editRelationshipAct = nullptr;
+    QWidget* m_relationDetailPanel = nullptr;
+    QLineEdit* m_foreignKeyNameEdit = nullptr;
+    QComboBox* m_parentTableCombobox = nullptr;
+    QComboBox* m_parentIndexesBox = nullptr;
+    QLabel* m_childFieldsLabel = nullptr;
+    QTableWidget* m_irValueList = nullptr;
+    QComboBox* m_updateActionBox = nullptr;
+    QComboBox* m_deleteActionBox = nullptr;
 };
 
 template <class F> void TOstTableDesigner::Guarded(F&& handler) {

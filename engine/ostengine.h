@@ -4,7 +4,9 @@
 
 #include "engine/types/osttypes.h"
 
+#include <QDate>
 #include <QString>
+#include <QTime>
 #include <QStringList>
 #include <cstdint>
 #include <functional>
@@ -36,6 +38,16 @@ TOstDatabase* GetOstDatabase(int i);
 uint16_t OstSessFindRltnHdl(quintptr session, const QString& tableName);
 int OstIndexGetInfo(uint16_t relation, const QString& indexName, TOstIndexInfoBlock& info);
 QString OstEngineVersion();
+
+// Names and values as filters and check conditions write them, in the forms
+// the engine reads back in the application's locale: a quoted column name
+// ("First Name"), a quoted text ('O''Brien'), and unquoted the locale's
+// short date with a four-digit year, long time without its zone, and both.
+QString OstFilterQuotedName(const QString& name);
+QString OstFilterQuotedText(const QString& text);
+QString OstFilterDateText(const QDate& date);
+QString OstFilterTimeText(const QTime& time);
+QString OstFilterDateTimeText(const QDate& date, const QTime& time);
 
 // Registers the engine's component classes (databases, tables, queries,
 // fields, data modules) for streaming. Safe to call any number of times;

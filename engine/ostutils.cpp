@@ -1,8 +1,11 @@
 // Free routines of the engine: list parsing, locale names, paths, the
-// process-wide password handler and the version.
+// process-wide password handler, the written forms of filter values and
+// the version.
 #include "engine/ostengine.h"
 
 #include "engine/crypt/ostcryptaccess.h"
+#include "engine/filter/ostdatetext.h"
+#include "engine/filter/ostfilter.h"
 #include "engine/store/ostcollation.h"
 
 #include <QDir>
@@ -85,3 +88,9 @@ bool IsRootPath(const QString& path) {
 QString OstEngineVersion() {
     return QStringLiteral("6.0.0");
 }
+
+QString OstFilterQuotedName(const QString& name) { return OstQuoteIdent(name); }
+QString OstFilterQuotedText(const QString& text) { return OstQuoteString(text); }
+QString OstFilterDateText(const QDate& date) { return OstDateToText(date); }
+QString OstFilterTimeText(const QTime& time) { return OstTimeToText(time); }
+QString OstFilterDateTimeText(const QDate& date, const QTime& time) { return OstDateTimeToText(date, time); }

@@ -80,6 +80,8 @@ void Register() {
                            PropertyEditorOf<TOstEnumFieldProperty>());
     RegisterPropertyEditor(str, &TOstBlobProvider::staticMetaObject, QStringLiteral("FieldName"),
                            PropertyEditorOf<TOstBlobproviderFieldProperty>());
+    RegisterPropertyEditor(str, &TOstDataSet::staticMetaObject, QStringLiteral("Filter"),
+                           PropertyEditorOf<TOstDataSetFilterProperty>());
 }
 
 const char* OstraPackageDescription() { return "Ostra 6 design-time package"; }

@@ -94,6 +94,14 @@ public:
 };
 
 // A query's SQL: shown on one line, edited line by line in a dialog.
+// A dataset's Filter: "..." builds it in the filter dialog over the dataset's columns.
+class TOstDataSetFilterProperty : public TStringProperty {
+public:
+    using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    void Edit() override;
+};
+
 class TOstSQLBuilderProperty : public TStringProperty {
 public:
     using TStringProperty::TStringProperty;

@@ -5,6 +5,7 @@
 #include "engine/ostextcomps.h"
 #include "engine/ostquery.h"
 #include "ide/ostreg.h"
+#include "query/ostfilterdlg.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/dsdesign.h"
 
@@ -162,6 +163,26 @@ TDataSet* TOstBlobproviderFieldProperty::GetDataSet() const {
 
 void TOstBlobproviderFieldProperty::GetValues(QStringList& values) const {
     values = ColumnsOfTypes(GetDataSet(), {dtBlob, dtMemo, dtWideMemo});
+}
+
+// ---------------------------------------------------------------- filters
+
+TPropertyAttributes TOstDataSetFilterProperty::GetAttributes() const {
+    return TStringProperty::GetAttributes() | paDialog;
+}
+
+void TOstDataSetFilterProperty::Edit() {
+    auto* ds = qobject_cast<TOstDataSet*>(GetComponent());
+    if (!ds) return;
+    try {
+        EngineColumns(ds);
+    } catch (const Exception&) {
+        // a dataset whose table cannot be read yet: the dialog offers no columns
+    }
+    TOstFilterDialog dialog;
+    dialog.SetOstDataset(ds);
+    if (!GetValue().isEmpty()) dialog.SetFilterText(GetValue());
+    if (dialog.exec() == QDialog::Accepted) SetValue(dialog.GetFilterText());
 }
 
 // ---------------------------------------------------------------- SQL

@@ -91,6 +91,7 @@ QString TModification::GetText() const {
     case mdCheckMessage: return QStringLiteral("Check %1: Message changed").arg(Name);
     case mdCheckDeleted: return QStringLiteral("Check %1: Condition deleted").arg(Name);
     case mdCheckAdded: return QStringLiteral("Check %1: Condition added").arg(Name);
+    case mdCheckRenamed: return QStringLiteral("Check %1 renamed to %2").arg(OldName, Name);
     default: {
         const QString text = ColumnText(Detail);
         return text.isEmpty() ? QString() : text.arg(Name);
@@ -182,7 +183,8 @@ int CompareIndexDefs(const TOstFulltextIndexDef& d, const TOstFulltextIndexDef& 
 
 int CompareForeignKeyDefs(const TOstForeignKeyDef& d, const TOstForeignKeyDef& w) {
     if (d.Name != w.Name) return mdForeignKeyRenamed;
-    if (!SameText(d.ParentTable, w.ParentTable)) return mdForeignKeyParentTable;
+    // A change of letter case counts: the parent is stored under the name as written.
+    if (d.ParentTable != w.ParentTable) return mdForeignKeyParentTable;
     if (d.ParentFields != w.ParentFields) return mdForeignKeyParentFields;
     if (d.ChildFields != w.ChildFields) return mdForeignKeyChildFields;
     if (d.UpdateAction != w.UpdateAction) return mdForeignKeyUpdateAction;
@@ -191,7 +193,8 @@ int CompareForeignKeyDefs(const TOstForeignKeyDef& d, const TOstForeignKeyDef& w
 }
 
 int CompareChecks(const TCheckConstraint& d, const TCheckConstraint& w) {
-    if (d.ImportedConstraint != w.ImportedConstraint) return mdCheckCondition;
+    if (d.Name != w.Name) return mdCheckRenamed;
+    if (d.ImportedConstraint != w.ImportedConstraint || d.CustomConstraint != w.CustomConstraint) return mdCheckCondition;
     if (d.ErrorMessage != w.ErrorMessage) return mdCheckMessage;
     return mdNone;
 }
@@ -266,6 +269,49 @@ template <class T> bool Never(const T&) { return false; }
 
 QString CheckName(const TCheckConstraint& c, int i) { return c.Name.isEmpty() ? QString::number(i + 1) : c.Name; }
 
+// Checks are paired by name (without regard to case), as columns are by
+// number. A check whose name is not found is paired with one of the same
+// condition (a renamed check); unnamed checks left over are paired in their
+// order (an edited condition). What stays unpaired was deleted or added.
+void CheckEntries(const TCheckConstraints& dc, const TCheckConstraints& wc, TModifications& list) {
+    QVector<int> pair(dc.Count(), -1); // designed -> working position
+    QVector<bool> used(wc.Count(), false);
+    auto take = [&](int i, int j) {
+        pair[i] = j;
+        used[j] = true;
+    };
+    for (int i = 0; i < dc.Count(); ++i) {
+        if (dc[i]->Name.trimmed().isEmpty()) continue;
+        for (int j = 0; j < wc.Count(); ++j)
+            if (!used[j] && SameText(dc[i]->Name, wc[j]->Name)) {
+                take(i, j);
+                break;
+            }
+    }
+    for (int i = 0; i < dc.Count(); ++i) {
+        if (pair[i] >= 0) continue;
+        for (int j = 0; j < wc.Count(); ++j)
+            if (!used[j] && dc[i]->ImportedConstraint == wc[j]->ImportedConstraint &&
+                dc[i]->CustomConstraint == wc[j]->CustomConstraint) {
+                take(i, j);
+                break;
+            }
+    }
+    for (int i = 0, j = 0; i < dc.Count(); ++i) {
+        if (pair[i] >= 0 || !dc[i]->Name.trimmed().isEmpty()) continue;
+        while (j < wc.Count() && (used[j] || !wc[j]->Name.trimmed().isEmpty())) ++j;
+        if (j < wc.Count()) take(i, j);
+    }
+    for (int i = 0; i < dc.Count(); ++i)
+        if (pair[i] >= 0)
+            if (const int detail = CompareChecks(*dc[i], *wc[pair[i]]))
+                list.Add(mtCheckConstraint, CheckName(*wc[pair[i]], pair[i]), CheckName(*dc[i], i), 0, detail);
+    for (int i = 0; i < dc.Count(); ++i)
+        if (pair[i] < 0) list.Add(mtCheckConstraint, CheckName(*dc[i], i), CheckName(*dc[i], i), 0, mdCheckDeleted);
+    for (int j = 0; j < wc.Count(); ++j)
+        if (!used[j]) list.Add(mtCheckConstraint, CheckName(*wc[j], j), QString(), 0, mdCheckAdded);
+}
+
 } // namespace
 
 bool BuildModifications(const TModificationInput& in, TModifications& list) {
@@ -290,15 +336,6 @@ bool BuildModifications(const TModificationInput& in, TModifications& list) {
         d.FulltextIndexDefs(), w.FulltextIndexDefs(), mtFulltext, mdFulltextAdded, mdFulltextDeleted,
         [](const TOstFulltextIndexDef& a, const TOstFulltextIndexDef& b) { return CompareIndexDefs(a, b); },
         [](const TOstFulltextIndexDef& ft) { return ft.Name; }, &Never<TOstFulltextIndexDef>, list);
-    // Checks have no identity but their place.
-    const TCheckConstraints& dc = d.CheckConstraints();
-    const TCheckConstraints& wc = w.CheckConstraints();
-    const int common = std::min(dc.Count(), wc.Count());
-    for (int i = 0; i < common; ++i)
-        if (const int detail = CompareChecks(*dc[i], *wc[i]))
-            list.Add(mtCheckConstraint, CheckName(*wc[i], i), CheckName(*dc[i], i), 0, detail);
-    for (int i = common; i < dc.Count(); ++i)
-        list.Add(mtCheckConstraint, CheckName(*dc[i], i), CheckName(*dc[i], i), 0, mdCheckDeleted);
-    for (int i = common; i < wc.Count(); ++i) list.Add(mtCheckConstraint, CheckName(*wc[i], i), QString(), 0, mdCheckAdded);
+    CheckEntries(d.CheckConstraints(), w.CheckConstraints(), list);
     return reset;
 }

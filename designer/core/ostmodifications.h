@@ -38,7 +38,7 @@ enum TModificationDetail {
     mdForeignKeyAdded, mdForeignKeyDeleted, mdForeignKeyRenamed, mdForeignKeyParentTable, mdForeignKeyParentFields,
     mdForeignKeyChildFields, mdForeignKeyInsertAction, mdForeignKeyUpdateAction, mdForeignKeyDeleteAction,
     // check constraints
-    mdCheckCondition, mdCheckMessage, mdCheckDeleted, mdCheckAdded,
+    mdCheckCondition, mdCheckMessage, mdCheckDeleted, mdCheckAdded, mdCheckRenamed,
 };
 
 class TModification {

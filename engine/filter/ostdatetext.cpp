@@ -66,6 +66,13 @@ QList<QPair<QString, bool>> LocaleDateFormats(const QLocale& locale) {
     return {{four, false}, {two, true}};
 }
 
+// The locale's long time format without the time zone, which a written time
+// leaves out.
+QString LocaleTimeFormat(const QLocale& locale) {
+    static const QRegularExpression zone(QStringLiteral("\\s*\\(t+\\)|\\s*\\bt+\\b"));
+    return locale.timeFormat(QLocale::LongFormat).remove(zone).trimmed();
+}
+
 bool ParseLocaleDate(const QString& s, QDate& d) {
     const QLocale locale = ReadingLocale();
     for (const auto& [format, twoDigits] : LocaleDateFormats(locale)) {
@@ -112,6 +119,7 @@ bool ParseTime(const QString& text, QTime& t) {
     const QLocale locale = ReadingLocale();
     t = locale.toTime(s, QLocale::ShortFormat);
     if (!t.isValid()) t = locale.toTime(s, QLocale::LongFormat);
+    if (!t.isValid()) t = locale.toTime(s, LocaleTimeFormat(locale));
     return t.isValid();
 }
 
@@ -136,3 +144,16 @@ bool ParseDateTime(const QString& text, QDate& d, QTime& t) {
 bool OstParseDateText(const QString& text, QDate& d) { return ParseDate(text, d); }
 bool OstParseTimeText(const QString& text, QTime& t) { return ParseTime(text, t); }
 bool OstParseDateTimeText(const QString& text, QDate& d, QTime& t) { return ParseDateTime(text, d, t); }
+
+QString OstDateToText(const QDate& d) {
+    static const QRegularExpression year(QStringLiteral("y+"));
+    const QLocale locale = ReadingLocale();
+    return locale.toString(d, locale.dateFormat(QLocale::ShortFormat).replace(year, QStringLiteral("yyyy")));
+}
+
+QString OstTimeToText(const QTime& t) {
+    const QLocale locale = ReadingLocale();
+    return locale.toString(t, LocaleTimeFormat(locale));
+}
+
+QString OstDateTimeToText(const QDate& d, const QTime& t) { return OstDateToText(d) + u' ' + OstTimeToText(t); }

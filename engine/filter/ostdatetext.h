@@ -14,3 +14,10 @@
 bool OstParseDateText(const QString& text, QDate& d);
 bool OstParseTimeText(const QString& text, QTime& t);
 bool OstParseDateTimeText(const QString& text, QDate& d, QTime& t);
+
+// The locale's written forms, which the functions above read back in the same
+// locale: the short date format with a four-digit year, the long time format
+// without its time zone, and the two joined by a blank.
+QString OstDateToText(const QDate& d);
+QString OstTimeToText(const QTime& t);
+QString OstDateTimeToText(const QDate& d, const QTime& t);

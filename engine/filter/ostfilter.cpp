@@ -67,9 +67,22 @@ bool IsNumberText(QStringView s) {
     return i == s.size();
 }
 
+// A number the application's locale writes ("1,5" in German), as a quoted
+// literal gives it; group separators are refused so that nothing is misread.
+bool LocaleNumberToSql(const QString& s, QString& sql) {
+    QLocale locale;
+    locale.setNumberOptions(QLocale::RejectGroupSeparator);
+    bool ok = false;
+    const double d = locale.toDouble(s, &ok);
+    if (!ok || !qIsFinite(d)) return false;
+    sql = QString::number(d, 'g', QLocale::FloatingPointShortest);
+    if (!sql.contains(u'.') && !sql.contains(u'e')) sql += u".0"_s;
+    return true;
+}
+
 bool NumberToSql(const QString& text, QString& sql) {
     const QString s = text.trimmed();
-    if (!IsNumberText(s)) return false;
+    if (!IsNumberText(s)) return LocaleNumberToSql(s, sql);
     bool ok = false;
     const qlonglong v = s.toLongLong(&ok);
     if (ok) {
@@ -540,8 +553,16 @@ private:
             if (escape) prefix.replace(u'\\', u"\\\\"_s).replace(u'%', u"\\%"_s).replace(u'_', u"\\_"_s);
             return result(col->sql + u" LIKE "_s + OstQuoteString(prefix + u'%') + (escape ? u" ESCAPE '\\'"_s : QString()));
         }
-        const QString l = lit == &left ? ConvertLiteral(left, right) : LiteralSql(left);
-        const QString r = lit == &right ? ConvertLiteral(right, left) : LiteralSql(right);
+        QString l = lit == &left ? ConvertLiteral(left, right) : LiteralSql(left);
+        QString r = lit == &right ? ConvertLiteral(right, left) : LiteralSql(right);
+        if (lit && col->type == dtTime) {
+            // A time is stored to its column's precision ("13:45", "13:45:30" or
+            // "13:45:30.250"), a time literal with milliseconds: the column is
+            // compared in that full form.
+            QString& c = col == &left ? l : r;
+            c = u"strftime('%H:%M:%f', "_s + c + u')';
+            return Make(l + u' ' + op + u' ' + r, dtBoolean, left.pos, nest + NestArg1, false);
+        }
         return result(l + u' ' + op + u' ' + r);
     }
 

@@ -36,7 +36,8 @@ QString OstExpressionWithIsoDates(const QString& expression, const OstColumnReso
 // The SQL literal for a value written in a filter for a column of the given type
 // (dates accepted as ISO, the locale's short format with two- or four-digit
 // years, or month first "M.d.yyyy"; a two-digit year takes the century that
-// puts it within 50 years of today).
+// puts it within 50 years of today; numbers as the C locale writes them or,
+// failing that, as the application's locale does, without group separators).
 // Returns false when the text is not a value of that type.
 bool OstFilterLiteralToSql(const QString& text, int dataType, QString& sql);
 

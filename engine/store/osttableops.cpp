@@ -265,7 +265,7 @@ OstTableMeta OstPlanDeleteIndex(OstConnection& c, const QString& table, const QS
                     if (a == b) stillUnique = true;
                 }
                 QStringList keyCols;
-                for (const QString& e : OstSplitFields(fk.parentFields)) keyCols << e.toLower();
+                for (const QString& e : OstSplitFields(fk.parentFields)) { QString col; int l; OstParseFieldEntry(e, col, l); keyCols << col.toLower(); }
                 const int ai = OstAutoIncColumn(m);
                 if (ai >= 0 && keyCols == QStringList{m.columns[ai].name.toLower()}) stillUnique = true;
                 if (!stillUnique)

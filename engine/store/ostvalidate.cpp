@@ -200,7 +200,17 @@ static void ValidateForeignKeys(const OstTableMeta& m, OstConnection* conn) {
         if (fk.name.trimmed().isEmpty()) Invalid(QStringLiteral("A foreign key has no name"), OstErr::InvalidName);
         if (names.contains(fk.name.toLower())) Invalid(QStringLiteral("Foreign key \"%1\" is defined twice").arg(fk.name));
         names.insert(fk.name.toLower());
-        const QStringList child = OstSplitFields(fk.childFields), parent = OstSplitFields(fk.parentFields);
+        const QStringList child = OstSplitFields(fk.childFields);
+        // The parent fields are the Fields text of a unique index: an entry
+        // may carry the key length of that index ("Code:5"), which names the
+        // column Code. Values are matched on the whole column.
+        QStringList parent;
+        for (const QString& e : OstSplitFields(fk.parentFields)) {
+            QString col;
+            int length;
+            OstParseFieldEntry(e, col, length);
+            parent << col;
+        }
         if (child.isEmpty() || child.size() != parent.size())
             Invalid(QStringLiteral("Foreign key \"%1\": it needs as many columns in this table as in the parent key").arg(fk.name));
         for (const QString& c : child)

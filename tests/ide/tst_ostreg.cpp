@@ -11,9 +11,16 @@
 #include "ide/ostqueryeditor.h"
 #include "ide/ostreg.h"
 #include "ide/osttableeditor.h"
+#include "query/ostfilterdlg.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 
+#include "../common/modal_helper.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -44,6 +51,7 @@ private slots:
     void valueListsComeFromTheDatabase();
     void databaseRenameTakesItsDatasetsAlong();
     void dialogPropertiesAskThroughTheDialogService();
+    void filterIsBuiltInTheFilterDialog();
 };
 
 namespace {
@@ -85,7 +93,8 @@ const QStringList kExpectedLog = {
     "property editor QString TOstDatabase.PrivateDir", "property editor QString TOstBatchMove.FileName",
     "property editor QString TOstDataSet.DatabaseName", "property editor QString TOstTable.TableName",
     "property editor QString TOstTable.IndexName", "property editor QString TOstTable.FulltextIndexName",
-    "property editor QString TOstEnumValueSet.EnumField", "property editor QString TOstBlobProvider.FieldName"};
+    "property editor QString TOstEnumValueSet.EnumField", "property editor QString TOstBlobProvider.FieldName",
+    "property editor QString TOstDataSet.Filter"};
 
 template <class E> bool EditorIs(TComponent* c) { return dynamic_cast<E*>(GetComponentEditor(c, nullptr).get()); }
 template <class E> bool PropertyEditorIs(TComponent* c, const char* prop) {
@@ -324,6 +333,46 @@ void TstOstReg::dialogPropertiesAskThroughTheDialogService() {
     QCOMPARE(sql->GetValue(), QStringLiteral("SELECT * FROM Items WHERE State = 'new'"));
     QVERIFY(sql->GetAttributes() & paDialog);
     QCOMPARE(dialogs.PendingAnswers(), 0);
+}
+
+void TstOstReg::filterIsBuiltInTheFilterDialog() {
+    Register();
+    ShopDb shop;
+    TDataModule root;
+    TDesigner d(&root);
+    TComponent* c = d.CreateComponent(&TOstTable::staticMetaObject, nullptr, 0, 0, 0, 0);
+    d.SetProperty(c, "DatabaseName", shop.location);
+    d.SetProperty(c, "TableName", "Items");
+    auto filter = GetPropertyEditor(&d, {c}, "Filter");
+    QVERIFY(filter->GetAttributes() & paDialog);
+
+    // The dialog offers the closed table's columns; OK takes what it built.
+    QStringList fields;
+    WhenShown<TOstFilterDialog>(
+        [&](TOstFilterDialog* dlg) {
+            for (int i = 0; i < dlg->FieldComboBox()->count(); ++i) fields << dlg->FieldComboBox()->itemText(i);
+            dlg->AddAct()->trigger();
+            dlg->FieldComboBox()->setCurrentIndex(1);
+            dlg->ValueEdit()->setText("Lamp");
+            dlg->UpdateConditionBtn()->click();
+            dlg->accept();
+        },
+        "Set Filter");
+    filter->Edit();
+    QCOMPARE(fields, QStringList({"ID", "Name", "State", "Photo", "Notes"}));
+    QCOMPARE(c->property("Filter").toString(), QStringLiteral("$Name = 'Lamp'"));
+
+    // Opened again it starts from the filter as typed; Cancel keeps it.
+    QString shown;
+    WhenShown<TOstFilterDialog>(
+        [&](TOstFilterDialog* dlg) {
+            shown = dlg->GetFilterText();
+            dlg->reject();
+        },
+        "Set Filter");
+    filter->Edit();
+    QCOMPARE(shown, QStringLiteral("$Name = 'Lamp'"));
+    QCOMPARE(c->property("Filter").toString(), QStringLiteral("$Name = 'Lamp'"));
 }
 
 QTEST_MAIN(TstOstReg)
