@@ -288,6 +288,30 @@ void TstChangeList::whatTheListDecides() {
         // The column property editor is told what it may still change.
         QVERIFY2(view.allowField == !d.indexesDirty && view.allowIndex == !d.structureDirty, d.name);
     }
+    // Each flag alone tells the column property editor its half.
+    {
+        auto table = Rich();
+        TRecordingView view;
+        TOstTableDesignerCore core(&view);
+        core.SetOstDataset(table.get());
+        core.SetDirtyStructure(true);
+        QVERIFY(view.allowField && !view.allowIndex);
+        core.SetDirtyStructure(false);
+        core.SetDirtyIndexes(true);
+        QVERIFY(!view.allowField && view.allowIndex);
+    }
+    // New columns are nullable from level 4 on.
+    for (int level : {3, 4}) {
+        TOstTable fresh;
+        fresh.SetDatabaseName(m_people->location);
+        fresh.SetTableName("Fresh");
+        fresh.SetTableLevel(level);
+        TRecordingView view;
+        TOstTableDesignerCore core(&view);
+        core.SetNewTable(true);
+        core.SetOstDataset(&fresh);
+        QCOMPARE(core.AddColumn(0)->GetNullable(), level == 4);
+    }
     // Between levels below 6 the collations stay as they are.
     {
         TOstTable low;

@@ -253,6 +253,12 @@ void TstColumnPropsCore::autoIncColumn() {
     QCOMPARE(editor.c().Indications, QStringList({"", "ID", "Name"}));
     QVERIFY(editor.c().Unique && editor.c().UniqueEnabled);
 
+    // Shown without an indication, there is nothing to be unique.
+    TOstFieldDef* other = editor.Add("Other", dtAutoInc);
+    editor.core.SetFieldDef(other);
+    QVERIFY(!editor.c().UniqueEnabled && !editor.c().Unique);
+    editor.core.SetFieldDef(id);
+
     editor.core.IndicationComboBoxChange("   ");
     QVERIFY(id->GetSpec().isEmpty());
     QVERIFY(!editor.c().UniqueEnabled && !editor.c().Unique && !id->GetIsSpecial());

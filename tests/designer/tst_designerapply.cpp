@@ -23,6 +23,7 @@ private slots:
     void indicationOfferedToANewRecordId();
     void choosingAnEncryptingMethodAsksForThePassword();
     void indexChangesReachTheFile();
+    void changedKeyReachesTheFile();
     void levelBelowSixClearsTheCollations();
 };
 
@@ -242,6 +243,33 @@ void TstDesignerApply::indexChangesReachTheFile() {
     auto third = people.Open();
     third->ReadDefinitions();
     QCOMPARE(third->IndexDefs().Find("ByAge")->Fields, QStringLiteral("Age;Name"));
+}
+
+void TstDesignerApply::changedKeyReachesTheFile() {
+    PeopleTable people;
+    {
+        TRecordingView view;
+        TOstTableDesignerCore core(&view);
+        core.SetOstDataset(people.table.get());
+        core.ToggleKeyField(core.Columns()[0]);
+        APPLIED(core, view);
+    }
+    // A key that was there takes other columns.
+    TRecordingView view;
+    TOstTableDesignerCore core(&view);
+    core.SetOstDataset(people.table.get());
+    QCOMPARE(core.StoredKeyFields(), QStringList({"ID"}));
+    core.ToggleKeyField(core.Columns()[0]);
+    core.ToggleKeyField(core.Columns()[2]);
+    core.ToggleKeyField(core.Columns()[1]);
+    QCOMPARE(core.KeyFields(), QStringList({"Name", "City"}));
+    APPLIED(core, view);
+    auto fresh = people.Open();
+    fresh->ReadDefinitions();
+    const TIndexDef* primary = TOstTableDesignerCore::GetPrimaryIndex(*fresh);
+    QVERIFY(primary);
+    QCOMPARE(primary->Fields, QStringLiteral("Name;City"));
+    QCOMPARE(fresh->IndexDefs().Count(), 2); // and ByCity
 }
 
 void TstDesignerApply::levelBelowSixClearsTheCollations() {
