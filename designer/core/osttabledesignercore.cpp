@@ -352,17 +352,18 @@ bool TOstTableDesignerCore::Apply() {
     if (indexFirst && !ApplyIndexChanges(0)) return false;
     // The rename and the restructure are one unit of work: when the
     // restructure fails, the table gets its old name back.
-    QString renamedFrom;
-    if (m_working->GetTableName() != table.GetTableName()) {
+    const QString oldName = table.GetTableName();
+    bool renamed = false;
+    if (m_working->GetTableName() != oldName) {
         if (m_newTable) {
             table.SetTableName(m_working->GetTableName());
         } else {
             if (!RenameDesignedTable(table, m_working->GetTableName())) return false;
-            renamedFrom = m_renamedFrom;
+            renamed = true;
         }
     }
     if (!ApplyTableChanges()) {
-        if (!renamedFrom.isEmpty()) RenameDesignedTable(table, renamedFrom);
+        if (renamed) RenameDesignedTable(table, oldName);
         return false;
     }
     if (hasIndexChanges) {
@@ -383,13 +384,12 @@ bool TOstTableDesignerCore::Apply() {
 
 bool TOstTableDesignerCore::RenameDesignedTable(TOstTable& table, const QString& newName) {
     const bool wasActive = table.Active();
-    const QString oldName = table.GetTableName();
-    m_renamedFrom.clear();
+    bool renamed = false;
     try {
         table.Close();
         table.RenameTable(newName);
         table.SetTableName(newName);
-        m_renamedFrom = oldName;
+        renamed = true;
         table.Open();
         return true;
     } catch (const EOstraError& e) {
@@ -402,7 +402,7 @@ bool TOstTableDesignerCore::RenameDesignedTable(TOstTable& table, const QString&
                 Error(reopen.Message());
             }
         }
-        return !m_renamedFrom.isEmpty();
+        return renamed;
     }
 }
 

@@ -155,8 +155,8 @@ private:
     void Error(const QString& text) { m_view->ShowErrorMsg(text); }
     void CopyToTable(TOstTable& t);
     void AlignPrimaryIndex(TOstTable& t);
-    // Renames the designed table, keeping its active state; false (with the
-    // error shown) when the engine refused.
+    // Renames the designed table and opens it; false (with the error shown)
+    // when the engine refused, the table then open again if it was.
     bool RenameDesignedTable(TOstTable& table, const QString& newName);
 
     ITableDesignerView* m_view;
@@ -164,7 +164,7 @@ private:
     std::unique_ptr<TOstTable> m_working;
     TModifications m_modifications;
     QStringList m_keyFields, m_storedKeyFields;
-    QString m_encryptionKey, m_savedIndexName, m_renamedFrom;
+    QString m_encryptionKey, m_savedIndexName;
     bool m_newTable = false, m_readOnlyView = false, m_dirtyStructure = false, m_dirtyIndexes = false;
     bool m_changesApplied = false, m_resetCollations = false;
 };
