@@ -84,6 +84,7 @@ int CmdAlter(const Args& a);
 int CmdSql(const Args& a);
 int CmdPlan(const Args& a);
 int CmdApply(const Args& a);
+int CmdDiff(const Args& a);
 int CmdSearch(const Args& a);
 int CmdCopy(const Args& a);
 

@@ -3,13 +3,17 @@
 // Apply button would, in the same order and with the same texts.
 #include "cli.h"
 #include "password.h"
-#include "password.h"
 #include "designer/core/osttabledesignercore.h"
 #include "engine/ostdataset.h"
 #include "engine/ostquery.h"
 #include "tabledef_json.h"
 
+#include "designer/core/osttableprops.h"
+
 #include <QFileInfo>
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 #include <QTextStream>
 #include <cstdio>
@@ -25,8 +29,8 @@ bool StdinIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 // stdout, questions on stdin, progress as one updating line.
 class TTerminalView : public ITableDesignerView {
 public:
-    TTerminalView(bool listOnly, bool assumeYes, QString password)
-        : m_listOnly(listOnly), m_yes(assumeYes), m_password(std::move(password)) {}
+    TTerminalView(bool listOnly, bool assumeYes, QString password, QString table)
+        : m_listOnly(listOnly), m_yes(assumeYes), m_password(std::move(password)), m_table(std::move(table)) {}
 
     void ShowErrorMsg(const QString& text) override {
         EndProgress();
@@ -51,7 +55,13 @@ public:
         return !declined;
     }
     QString GetEncryptionKey(int method) override {
-        if (!m_password.isEmpty() || !StdinIsTerminal()) return m_password;
+        if (!m_password.isEmpty()) return m_password;
+        if (!StdinIsTerminal()) {
+            ShowErrorMsg(QStringLiteral("table \"%1\" is to be encrypted with \"%2\" and needs a password: give "
+                                        "--password or a \"password\" key in the definition")
+                             .arg(m_table, GetEncryptionMethodName(method)));
+            return QString();
+        }
         Err(method == emClassic ? QStringLiteral("Password and key (password;key): ") : QStringLiteral("Password: "));
         return ReadTerminalLine(false);
     }
@@ -83,7 +93,7 @@ private:
         m_progressShown = false;
     }
     bool m_listOnly, m_yes;
-    QString m_password, m_status;
+    QString m_password, m_table, m_status;
     bool m_progressShown = false;
 };
 
@@ -95,38 +105,127 @@ qint64 Rows(const QString& database, const QString& table) {
     return q.FieldValue(0).toLongLong();
 }
 
-int Design(const Args& a, bool apply) {
-    a.Check(apply ? QStringList{"yes", "table="} : QStringList{"table="}, 2, 2);
-    DatabaseRef db(a.positional.at(0));
-    const QJsonObject def = ReadJsonObjectFile(a.positional.at(1));
-    const QString target = DefinitionTableName(def, a.positional.at(1));
-    const QString given = a.Value(QStringLiteral("table")).isEmpty() ? target : a.Value(QStringLiteral("table"));
+// Columns of the file are matched with the stored ones: a "number" names
+// the stored column it continues, and a column without one continues the
+// stored column of the same name that no other column claims. Without this
+// a column added by a file would be planned as deleted and added again on
+// every run.
+void MatchColumns(TOstFieldDefs& stored, TOstFieldDefs& working, const QString& table) {
+    QHash<int, QString> numbers; // stored column number -> working column claiming it
+    for (const TOstFieldDef* s : stored) numbers.insert(s->GetFieldNo(), QString());
+    for (const TOstFieldDef* w : working) {
+        const int n = w->GetFieldNo();
+        if (n == 0) continue;
+        if (!numbers.contains(n))
+            throw Failure(QStringLiteral("column \"%1\": number %2 is not a column of table \"%3\" (leave \"number\" out "
+                                         "for a new column)")
+                              .arg(w->GetName())
+                              .arg(n)
+                              .arg(table));
+        if (!numbers.value(n).isEmpty())
+            throw Failure(QStringLiteral("columns \"%1\" and \"%2\" both give number %3").arg(numbers.value(n), w->GetName()).arg(n));
+        numbers.insert(n, w->GetName());
+    }
+    for (TOstFieldDef* w : working) {
+        if (w->GetFieldNo() != 0) continue;
+        const TOstFieldDef* s = stored.Find(w->GetName());
+        if (s && numbers.value(s->GetFieldNo()).isEmpty()) {
+            w->SetFieldNo(s->GetFieldNo());
+            numbers.insert(s->GetFieldNo(), w->GetName());
+        }
+    }
+}
+
+QString PageOf(TModificationType kind) {
+    switch (kind) {
+    case mtIndex:
+    case mtFulltext: return QStringLiteral("Indexes");
+    case mtForeignKey: return QStringLiteral("Relationships");
+    case mtCheckConstraint: return QStringLiteral("Checks");
+    default: return QStringLiteral("General");
+    }
+}
+
+QString KindName(TModificationType kind) {
+    switch (kind) {
+    case mtTable: return QStringLiteral("table");
+    case mtColumn: return QStringLiteral("column");
+    case mtIndex: return QStringLiteral("index");
+    case mtFulltext: return QStringLiteral("fulltext");
+    case mtCheckConstraint: return QStringLiteral("check");
+    case mtForeignKey: return QStringLiteral("foreignKey");
+    default: return QStringLiteral("unknown");
+    }
+}
+
+void PrintPlan(const TModifications& list, bool json) {
+    if (!json) {
+        for (const QString& line : list.Lines()) Out(line + u'\n');
+        return;
+    }
+    QJsonArray changes;
+    for (const TModification& m : list)
+        changes.append(QJsonObject{{"position", m.Position},
+                                   {"tab", PageOf(m.Kind)},
+                                   {"text", m.GetText()},
+                                   {"kind", KindName(m.Kind)},
+                                   {"name", m.Name}});
+    Out(QString::fromUtf8(QJsonDocument(changes).toJson(QJsonDocument::Indented)));
+}
+
+// What a plan, an apply or a diff works on.
+struct TDesignRequest {
+    QString database;  // the database argument
+    QJsonObject def;   // the definition wanted
+    QString defaultName; // the table's name when the definition has none
+    QString table;     // the stored table to change (--table), else the definition's name
+    bool apply = false, yes = false, json = false;
+    bool ignoreName = false; // diff: the name is not part of the comparison
+};
+
+int Design(const TDesignRequest& r) {
+    DatabaseRef db(r.database);
+    const QJsonValue nameValue = r.def.value(QStringLiteral("name"));
+    const bool named = !nameValue.isUndefined() && !nameValue.isNull();
+    QString target = named ? JsonTableName(r.def) : r.defaultName;
+    if (target.isEmpty() && !r.ignoreName) throw Failure(DesignerText::MissingTableName());
+    const QString given = r.table.isEmpty() ? target : r.table;
     const QString stored = db.FindTable(given);
     if (stored.isEmpty() && given != target)
         throw Failure(QStringLiteral("table \"%1\" does not exist in %2").arg(given, db.Location()));
+    // A name that differs only in letter case is the same table.
+    if (r.ignoreName || (!stored.isEmpty() && stored.compare(target, Qt::CaseInsensitive) == 0)) target = stored;
+
+    const QJsonValue passwordValue = r.def.value(QStringLiteral("password"));
+    if (!passwordValue.isUndefined() && !passwordValue.isNull() && !passwordValue.isString())
+        throw Failure(QStringLiteral("table definition: \"password\": expected a string"));
+    const QString password = passwordValue.toString(CommandLinePassword());
 
     TOstTable table(nullptr);
     table.SetDatabaseName(db.Name());
     table.SetTableName(stored.isEmpty() ? target : stored);
-    TTerminalView view(!apply, a.Has(QStringLiteral("yes")),
-                       def.value(QStringLiteral("password")).toString(CommandLinePassword()));
+    // The password opens an encrypted table and is the one it keeps: given
+    // unchanged, it is no change of the encryption.
+    table.SetEncryptionPassword(password);
+    TTerminalView view(!r.apply, r.yes, password, target);
     TOstTableDesignerCore core(&view);
     // A table that does not exist yet is created, as the designer does for a new table.
     core.SetNewTable(stored.isEmpty());
     core.SetOstDataset(&table);
-    QJsonObject working = def;
+    QJsonObject working = r.def;
     working.remove(QStringLiteral("password"));
     TableDefinitionFromJson(working, *core.WorkingTable());
     core.WorkingTable()->SetTableName(target);
-    // Every column of a table yet to be made is a new one, whatever number the file gives it.
-    if (stored.isEmpty())
+    if (stored.isEmpty() || r.ignoreName) {
+        // Every column of a table yet to be made is a new one, whatever number
+        // the file gives it; another table's numbers mean nothing here.
         for (TOstFieldDef* d : core.Columns()) d->SetFieldNo(0);
-    if (def.contains(QStringLiteral("password"))) core.SetEncryptionKey(def.value(QStringLiteral("password")).toString());
+    }
+    if (!stored.isEmpty()) MatchColumns(table.GetFieldDefsOst(), core.Columns(), stored);
     core.WorkingTableReplaced();
 
-    if (!apply) {
-        const TModifications& list = core.RefreshModificationsList();
-        for (const QString& line : list.Lines()) Out(line + u'\n');
+    if (!r.apply) {
+        PrintPlan(core.RefreshModificationsList(), r.json);
         return 0;
     }
     if (core.Apply()) {
@@ -142,9 +241,52 @@ int Design(const Args& a, bool apply) {
     return view.failed || view.declined ? 1 : 0;
 }
 
+int Design(const Args& a, bool apply) {
+    a.Check(apply ? QStringList{"yes", "table="} : QStringList{"table=", "json"}, 2, 2);
+    TDesignRequest r;
+    r.database = a.positional.at(0);
+    r.def = ReadJsonObjectFile(a.positional.at(1));
+    r.defaultName = QFileInfo(a.positional.at(1)).completeBaseName();
+    r.table = a.Value(QStringLiteral("table"));
+    r.apply = apply;
+    r.yes = a.Has(QStringLiteral("yes"));
+    r.json = a.Has(QStringLiteral("json"));
+    return Design(r);
+}
+
 } // namespace
 
 int CmdPlan(const Args& a) { return Design(a, false); }
 int CmdApply(const Args& a) { return Design(a, true); }
+
+// diff DB1 T1 DB2 T2 | diff DB1 T1 FILE.json: what would turn T1 into the
+// other definition. Columns are matched by name; table names are not compared.
+int CmdDiff(const Args& a) {
+    a.Check({QStringLiteral("json")}, 3, 4);
+    TDesignRequest r;
+    r.database = a.positional.at(0);
+    r.table = a.positional.at(1);
+    if (a.positional.size() == 4) {
+        DatabaseRef other(a.positional.at(2));
+        const QString name = other.RequireTable(a.positional.at(3));
+        TOstTable t(nullptr);
+        t.SetDatabaseName(other.Location());
+        t.SetTableName(name);
+        t.SetEncryptionPassword(CommandLinePassword());
+        t.ReadDefinitions();
+        r.def = TableDefinitionToJson(t, name);
+        if (EncryptionNeedsPassword(t.GetEncryptionMethod())) r.def.insert(QStringLiteral("password"), CommandLinePassword());
+    } else {
+        r.def = ReadJsonObjectFile(a.positional.at(2));
+    }
+    {
+        // The table compared must exist.
+        DatabaseRef db(r.database);
+        r.table = db.RequireTable(r.table);
+    }
+    r.ignoreName = true;
+    r.json = a.Has(QStringLiteral("json"));
+    return Design(r);
+}
 
 } // namespace cli

@@ -31,15 +31,25 @@ const char* const UsageText =
     "  alter DB FILE.json\n"
     "      Restructure a table to exactly the JSON definition; its data is kept\n"
     "      and converted. Columns are matched by their \"number\".\n"
-    "  plan DB FILE.json [--table=NAME]\n"
+    "  plan DB FILE.json [--table=NAME] [--json]\n"
     "      List what applying FILE.json to the table would change, one line per\n"
     "      change (column position, a tab, the text), as the table designer\n"
-    "      lists it. The table is the one FILE.json names, or NAME when the\n"
-    "      file renames it; a table that does not exist would be created.\n"
+    "      lists it; --json prints the list as a JSON array of objects with\n"
+    "      position, tab (the designer page), text, kind and name. The table\n"
+    "      is the one FILE.json names, or NAME when the file renames it; a\n"
+    "      table that does not exist would be created. A column continues the\n"
+    "      stored column its \"number\" gives, else the one of the same name:\n"
+    "      planning a file that was applied lists no changes.\n"
     "  apply DB FILE.json [--table=NAME] [--yes]\n"
     "      Show the plan, ask, and apply it the way the table designer does\n"
     "      (--yes: without asking). A \"password\" key in FILE.json is the\n"
-    "      password of an encrypted table; otherwise it is asked for.\n"
+    "      password of an encrypted table (it opens it, and a new encrypted\n"
+    "      table gets it); otherwise --password, or it is asked for.\n"
+    "  diff DB TABLE DB2 TABLE2 [--json]\n"
+    "  diff DB TABLE FILE.json [--json]\n"
+    "      List what would turn TABLE into TABLE2 (or into the definition in\n"
+    "      FILE.json), as plan does. Columns are matched by name; the table\n"
+    "      names are not compared.\n"
     "  sql DB STATEMENT [--csv]\n"
     "      Run SQL. Rows are printed as a table (or CSV with --csv); other\n"
     "      statements report the rows they changed. STATEMENT \"-\" reads the\n"
@@ -70,12 +80,20 @@ const char* const UsageText =
     "                 command). Without it, ostra asks on the terminal when a\n"
     "                 file needs one; when standard input is not a terminal,\n"
     "                 such a file is refused.\n"
+    "Options with a value take it as --name=VALUE or as --name VALUE.\n"
     "\n"
     "Exit codes: 0 success, 1 failure, 2 wrong usage.\n";
 
 void PrintUsage(bool toStderr) {
     if (toStderr) Err(QString::fromLatin1(UsageText));
     else Out(QString::fromLatin1(UsageText));
+}
+
+// The options that take a value: "--name VALUE" and "--name=VALUE" are the same.
+bool TakesValue(const QString& name) {
+    static const QStringList names = {QStringLiteral("password"), QStringLiteral("table"), QStringLiteral("mode"),
+                                      QStringLiteral("map"),      QStringLiteral("report"), QStringLiteral("index")};
+    return names.contains(name);
 }
 
 Args Parse(const QStringList& argv) {
@@ -86,7 +104,14 @@ Args Parse(const QStringList& argv) {
         if (!onlyPositional && s == QStringLiteral("--")) {
             onlyPositional = true;
         } else if (!onlyPositional && s.startsWith(QStringLiteral("--")) && s.size() > 2) {
-            a.flags << s.mid(2);
+            const QString flag = s.mid(2);
+            if (!flag.contains(u'=') && TakesValue(flag)) {
+                // The value is the next argument; at the end there is none, which
+                // the command reports as a missing value.
+                a.flags << flag + u'=' + (i + 1 < argv.size() ? argv.at(++i) : QString());
+                continue;
+            }
+            a.flags << flag;
         } else if (!onlyPositional && s == QStringLiteral("-h")) {
             a.flags << QStringLiteral("help");
         } else if (a.command.isEmpty()) {
@@ -114,7 +139,7 @@ int Dispatch(const Args& a) {
     } commands[] = {
         {"create-db", CmdCreateDb}, {"tables", CmdTables}, {"describe", CmdDescribe},
         {"create-table", CmdCreateTable}, {"drop-table", CmdDropTable}, {"alter", CmdAlter}, {"sql", CmdSql},
-        {"plan", CmdPlan}, {"apply", CmdApply}, {"search", CmdSearch}, {"copy", CmdCopy},
+        {"plan", CmdPlan}, {"apply", CmdApply}, {"diff", CmdDiff}, {"search", CmdSearch}, {"copy", CmdCopy},
     };
     for (const auto& c : commands)
         if (a.command == QLatin1String(c.name)) return c.run(a);

@@ -268,6 +268,7 @@ void TOstTableDesigner::NewColumnActExecute() {
 void TOstTableDesigner::DeleteColumnActExecute() {
     Guarded([this] {
         if (!m_core->AllowEditStructure()) return;
+        CommitColumnName();
         QTreeWidgetItem* item = SelectedItem();
         if (!item) return;
         const int row = m_columnList->indexOfTopLevelItem(item);
@@ -307,6 +308,8 @@ void TOstTableDesigner::MoveColumn(int delta) {
 void TOstTableDesigner::PrimaryKeyBtnClick() {
     Guarded([this] {
         if (!m_core->AllowEditStructure()) return;
+        // The name being typed is the one the key takes.
+        CommitColumnName();
         TOstFieldDef* def = GetFieldDef(SelectedItem());
         if (!def) return;
         m_core->ToggleKeyField(def);

@@ -136,6 +136,10 @@ void TOstTableDesigner::CreateGeneralPage() {
     m_columnPropertiesPanel->setMinimumWidth(340);
     // The editor makes itself a child of the panel and fills it.
     m_columnPropertyEditor = new TColumnPropertyEditor(m_columnPropertiesPanel);
+    // A column turned into dtAutoInc is offered the key's columns as its indication.
+    m_columnPropertyEditor->OnIndicationRequest = [this](TColumnPropertyEditor*, QString& indication) {
+        indication = m_core->DefaultIndication();
+    };
     splitter->addWidget(m_columnPropertiesPanel);
     splitter->setStretchFactor(0, 3);
     splitter->setStretchFactor(1, 2);

@@ -214,8 +214,23 @@ void TOstTableDesigner::TableLevelSpinEditChange() {
     m_caseCheckBox->setEnabled(collations);
 }
 
-// From "Protection" on, the table has a password.
+// From "Protection" on, the table has a password: choosing such a method
+// asks for it at once; without one, the method goes back to what it was.
 void TOstTableDesigner::EncryptionTypComboBoxChange() {
+    if (!m_readingProperties && !m_closing && m_core->WorkingTable() && !m_core->ReadOnlyView()) {
+        bool accepted = true;
+        Guarded([&] {
+            accepted = m_core->EncryptionMethodChosen(
+                GetEncryptionMethodFromMethodName(m_encryptionTypComboBox->currentText()));
+        });
+        if (!accepted) {
+            m_readingProperties = true;
+            m_encryptionTypComboBox->setCurrentIndex(qMax(0, m_encryptionTypComboBox->findText(
+                GetEncryptionMethodName(m_core->WorkingTable()->GetEncryptionMethod()))));
+            m_readingProperties = false;
+        }
+        m_core->UpdateDirtyFlags();
+    }
     const int protection = m_encryptionTypComboBox->findText(GetEncryptionMethodName(emProtection));
     m_encryptionKeyBtn->setEnabled(protection >= 0 && m_encryptionTypComboBox->currentIndex() >= protection);
 }

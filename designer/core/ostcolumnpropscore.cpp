@@ -148,7 +148,16 @@ void TColumnPropertyEditorCore::SetOstDatabase(TOstDatabase* database) {
     ControlsChanged();
 }
 
+QString TColumnPropertyEditorCore::MemoryKey(const TOstFieldDef& def) {
+    return def.GetFieldNo() != 0 ? QString::number(def.GetFieldNo()) : u':' + def.GetName();
+}
+
 void TColumnPropertyEditorCore::SetFieldDefList(TOstFieldDefs* list) {
+    // Another table's columns: what was remembered of these goes.
+    if (list && list != m_memoryList) {
+        m_typeMemory.clear();
+        m_memoryList = list;
+    }
     m_list = list;
     m_def = nullptr;
     if (!list) ResetControls();
@@ -378,18 +387,39 @@ void TColumnPropertyEditorCore::DataTypeComboBoxChange(const QString& text) {
     // The field number goes into a signed 16-bit property of the new definition.
     if (fieldNo > 32767) throw Exception(QStringLiteral("Range check error"));
 
-    const QString name = m_def->GetName();
-    const int index = m_def->Index();
+    const TOstFieldDef& old = *m_def;
+    const QString name = old.GetName();
+    const int index = old.Index();
+    // What the column held for its old type comes back when the user switches back.
+    m_typeMemory[MemoryKey(old)][oldType] = TTypeSettings{old.GetSpec(), old.GetIsSpecial(), old.GetPrecision()};
     int size = 0;
     if (newType == dtString || newType == dtWideString)
-        size = (oldType == dtString || oldType == dtWideString) ? m_def->GetSize() : 20;
+        size = (oldType == dtString || oldType == dtWideString) ? old.GetSize() : 20;
+    if (size > 0) size = std::clamp(size, 1, OstLevel::MaxTextSize(m_tableLevel));
     TOstFieldDef* def = m_list->Add(name, newType, size);
+    // What still applies to the new type is kept: nullability where the type
+    // and level allow it, the collation between text types, a calculation.
+    def->SetNullable(old.GetNullable() && newType != dtAutoInc && OstLevel::TypeMayBeNullable(m_tableLevel, newType));
+    if (IsCollatedType(oldType) && IsCollatedType(newType)) def->SetSpec(old.GetSpec());
+    if (newType != dtAutoInc && oldType != dtAutoInc) {
+        def->SetCalcExpression(old.GetCalcExpression());
+        def->SetInternalCalcField(old.GetInternalCalcField());
+    }
+    bool remembered = false;
+    const auto memory = m_typeMemory.constFind(MemoryKey(old));
+    if (memory != m_typeMemory.cend() && memory->contains(newType)) {
+        const TTypeSettings& settings = memory->value(newType);
+        def->SetSpec(settings.Spec);
+        def->SetIsSpecial(settings.Special);
+        def->SetPrecision(settings.Precision);
+        remembered = true;
+    }
     m_def = nullptr;
     m_list->Delete(index);
     def->SetName(name);
     def->SetIndex(index);
     def->SetFieldNo(fieldNo);
-    if (newType == dtAutoInc && OnIndicationRequest) {
+    if (newType == dtAutoInc && !remembered && OnIndicationRequest) {
         QString indication;
         OnIndicationRequest(indication);
         indication = indication.trimmed();

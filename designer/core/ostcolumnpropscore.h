@@ -11,6 +11,7 @@
 // refused, the definition untouched), writes, and raises OnChange once.
 #pragma once
 
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -185,6 +186,18 @@ private:
     void CheckAllowIndexChange() const;
     void DoChange();
     void ControlsChanged();
+
+    // The type-specific settings a column had for each type it was given in
+    // this session (by column number, or name for a new column), so that a
+    // type switched back gets them again.
+    struct TTypeSettings {
+        QString Spec;
+        bool Special = false;
+        int Precision = 0;
+    };
+    static QString MemoryKey(const TOstFieldDef& def);
+    QHash<QString, QHash<int, TTypeSettings>> m_typeMemory;
+    const TOstFieldDefs* m_memoryList = nullptr;
 
     TOstDatabase* m_database = nullptr;
     TOstFieldDefs* m_list = nullptr;

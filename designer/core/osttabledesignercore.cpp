@@ -350,22 +350,22 @@ bool TOstTableDesignerCore::Apply() {
     const bool indexFirst = m_newTable || !restructure;
     const bool hasIndexChanges = m_modifications.DefTypeCount(mtIndex) + m_modifications.DefTypeCount(mtFulltext) > 0;
     if (indexFirst && !ApplyIndexChanges(0)) return false;
-    if (m_working->GetTableName() != table.GetTableName()) {
+    // The rename and the restructure are one unit of work: when the
+    // restructure fails, the table gets its old name back.
+    const QString oldName = table.GetTableName();
+    bool renamed = false;
+    if (m_working->GetTableName() != oldName) {
         if (m_newTable) {
             table.SetTableName(m_working->GetTableName());
         } else {
-            try {
-                table.Close();
-                table.RenameTable(m_working->GetTableName());
-                table.SetTableName(m_working->GetTableName());
-                table.Open();
-            } catch (const EOstraError& e) {
-                Error(e.Message());
-                return false;
-            }
+            if (!RenameDesignedTable(table, m_working->GetTableName())) return false;
+            renamed = true;
         }
     }
-    if (!ApplyTableChanges()) return false;
+    if (!ApplyTableChanges()) {
+        if (renamed) RenameDesignedTable(table, oldName);
+        return false;
+    }
     if (hasIndexChanges) {
         if (restructure && !ApplyIndexChanges(0)) return false;
         if (!ApplyIndexChanges(1)) return false;
@@ -379,6 +379,55 @@ bool TOstTableDesignerCore::Apply() {
     }
     SetWorkingTable(&table);
     m_changesApplied = true;
+    return true;
+}
+
+bool TOstTableDesignerCore::RenameDesignedTable(TOstTable& table, const QString& newName) {
+    const bool wasActive = table.Active();
+    bool renamed = false;
+    try {
+        table.Close();
+        table.RenameTable(newName);
+        table.SetTableName(newName);
+        renamed = true;
+        table.Open();
+        return true;
+    } catch (const EOstraError& e) {
+        Error(e.Message());
+        // A refused rename leaves the component as it was, open when it was open.
+        if (wasActive && !table.Active()) {
+            try {
+                table.Open();
+            } catch (const EOstraError& reopen) {
+                Error(reopen.Message());
+            }
+        }
+        return renamed;
+    }
+}
+
+QString TOstTableDesignerCore::DefaultIndication() const {
+    if (!m_working) return QString();
+    if (!m_keyFields.isEmpty()) return m_keyFields.join(u';');
+    for (const TIndexDef* ix : m_working->IndexDefs())
+        if (ix->Options.testFlag(ixUnique) && !ix->Options.testFlag(ixExpression) && !ix->Fields.trimmed().isEmpty())
+            return ix->Fields;
+    return QString();
+}
+
+bool TOstTableDesignerCore::EncryptionMethodChosen(int method) {
+    if (!m_working) return false;
+    const int previous = m_working->GetEncryptionMethod();
+    if (method == previous) return true;
+    if (!EncryptionNeedsPassword(method)) {
+        m_working->SetEncryptionMethod(method);
+        m_encryptionKey.clear();
+        return true;
+    }
+    const QString key = m_view->GetEncryptionKey(method);
+    if (key.trimmed().isEmpty()) return false; // cancelled: the method stays as it was
+    m_working->SetEncryptionMethod(method);
+    m_encryptionKey = key;
     return true;
 }
 

@@ -75,6 +75,10 @@ public:
     // definition file, say): the key columns are read from its primary index.
     void WorkingTableReplaced();
 
+    // The user chose an encryption method: one that needs a password asks
+    // for it at once. False when the password was not given; the method
+    // then stays as it was.
+    bool EncryptionMethodChosen(int method);
     QString EncryptionKey() const { return m_encryptionKey; }
     void SetEncryptionKey(const QString& key) { m_encryptionKey = key; }
 
@@ -114,6 +118,10 @@ public:
     // Whether an index (not an expression) covers exactly this column.
     bool ColumnHasOwnIndex(const TOstFieldDef* def) const;
 
+    // The indication offered to a column that becomes dtAutoInc: the primary
+    // key's columns, else those of the first unique index, else nothing.
+    QString DefaultIndication() const;
+
     // ---- the primary key
     const QStringList& KeyFields() const { return m_keyFields; }
     const QStringList& StoredKeyFields() const { return m_storedKeyFields; }
@@ -147,6 +155,9 @@ private:
     void Error(const QString& text) { m_view->ShowErrorMsg(text); }
     void CopyToTable(TOstTable& t);
     void AlignPrimaryIndex(TOstTable& t);
+    // Renames the designed table and opens it; false (with the error shown)
+    // when the engine refused, the table then open again if it was.
+    bool RenameDesignedTable(TOstTable& table, const QString& newName);
 
     ITableDesignerView* m_view;
     QPointer<TOstDataSet> m_table;

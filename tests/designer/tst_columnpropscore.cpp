@@ -66,6 +66,7 @@ class TstColumnPropsCore : public QObject {
 private slots:
     void lengthAndNullableFollowTheLevel();
     void typeChangeReplacesTheDefinition();
+    void typeChangeKeepsWhatStillApplies();
     void collationNamesBothWays();
     void autoIncColumn();
     void calculationType();
@@ -146,6 +147,56 @@ void TstColumnPropsCore::typeChangeReplacesTheDefinition() {
     QCOMPARE(wide->GetDataTypeOst(), int(dtWideString));
 }
 
+void TstColumnPropsCore::typeChangeKeepsWhatStillApplies() {
+    TEditor editor(6);
+    TOstFieldDef* name = editor.Edit("Name", dtString, 300);
+    name->SetNullable(false);
+    name->SetSpec("de_DE_ci_ai");
+    name->SetCalcExpression("'x'");
+    editor.core.SetFieldDef(name);
+    editor.core.DataTypeComboBoxChange(GetDataTypeName(dtWideMemo));
+    name = editor.defs[0];
+    QVERIFY(!name->GetNullable());
+    QCOMPARE(name->GetSpec(), QStringLiteral("de_DE_ci_ai")); // text to text keeps the collation
+    QCOMPARE(name->GetCalcExpression(), QStringLiteral("'x'"));
+    QCOMPARE(name->GetSize(), 0);
+    editor.core.DataTypeComboBoxChange(GetDataTypeName(dtWideString));
+    QCOMPARE(editor.defs[0]->GetSize(), 20);
+    QVERIFY(!editor.c().Nullable);
+
+    // Values of an enumeration come back when the type does, within the session.
+    TOstFieldDef* kind = editor.Edit("Kind", dtEnum);
+    kind->SetSpec("small,large");
+    editor.core.SetFieldDef(kind);
+    editor.core.DataTypeComboBoxChange(GetDataTypeName(dtInteger));
+    QCOMPARE(editor.defs[1]->GetSpec(), QString()); // an integer has no values
+    QVERIFY(editor.defs[1]->GetNullable());
+    editor.core.DataTypeComboBoxChange(GetDataTypeName(dtEnum));
+    QCOMPARE(editor.defs[1]->GetSpec(), QStringLiteral("small,large"));
+    QCOMPARE(editor.c().Values, QStringList({"small", "large"}));
+    // Another table's columns: nothing remembered.
+    TOstFieldDefs other;
+    other.Add("Kind", dtInteger, 0)->SetFieldNo(2);
+    editor.core.SetFieldDefList(&other);
+    editor.core.SetFieldDef(other[0]);
+    editor.core.DataTypeComboBoxChange(GetDataTypeName(dtEnum));
+    QCOMPARE(other[0]->GetSpec(), QString());
+
+    // Below level 4 a wide string is at most 255 long and never nullable.
+    TEditor low(3);
+    TOstFieldDef* code = low.Edit("Code", dtString, 255);
+    low.core.DataTypeComboBoxChange(GetDataTypeName(dtWideString));
+    QCOMPARE(low.defs[0]->GetSize(), 255);
+    TOstFieldDef* amount = low.Edit("Amount", dtInteger);
+    QVERIFY(amount->GetNullable());
+    low.core.DataTypeComboBoxChange(GetDataTypeName(dtFloat));
+    QVERIFY(low.defs[1]->GetNullable()); // a float may be nullable at level 3
+    low.core.DataTypeComboBoxChange(GetDataTypeName(dtString));
+    QVERIFY(!low.defs[1]->GetNullable());
+    QVERIFY(!low.c().NullableEnabled);
+    Q_UNUSED(code)
+}
+
 void TstColumnPropsCore::collationNamesBothWays() {
     const QString locale = RegionalLocale();
     QVERIFY(!locale.isEmpty());
@@ -201,6 +252,12 @@ void TstColumnPropsCore::autoIncColumn() {
     QVERIFY(!editor.c().Nullable && !editor.c().NullableEnabled);
     QCOMPARE(editor.c().Indications, QStringList({"", "ID", "Name"}));
     QVERIFY(editor.c().Unique && editor.c().UniqueEnabled);
+
+    // Shown without an indication, there is nothing to be unique.
+    TOstFieldDef* other = editor.Add("Other", dtAutoInc);
+    editor.core.SetFieldDef(other);
+    QVERIFY(!editor.c().UniqueEnabled && !editor.c().Unique);
+    editor.core.SetFieldDef(id);
 
     editor.core.IndicationComboBoxChange("   ");
     QVERIFY(id->GetSpec().isEmpty());

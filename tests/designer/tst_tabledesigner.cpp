@@ -25,6 +25,7 @@ private slots:
     void columnEditsAreAppliedAndKeepTheData();
     void actionStatesAndTheEditGuard();
     void lowLevelTablesHaveNoKeys();
+    void typedNamesAndTheRecordIdIndication();
     void failedAppliesKeepTheEdits();
     void closingAsksBeforeChangesAreLost();
     void queriesAreOnlyShown();
@@ -211,6 +212,46 @@ void TstTableDesigner::columnEditsAreAppliedAndKeepTheData() {
     QVERIFY(!designer.isVisible());
     QCOMPARE(designer.result(), int(QDialog::Accepted));
     QCOMPARE(dialogs.Failures(), QStringList());
+}
+
+void TstTableDesigner::typedNamesAndTheRecordIdIndication() {
+    PeopleTable people;
+    TDesignerDialogs dialogs;
+    TOstTableDesigner designer;
+    designer.SetOstDataset(people.table.get());
+    QVERIFY(ShowActive(designer));
+    TColumnPropertyEditor* editor = designer.ColumnPropertyEditor();
+
+    // Key takes the name being typed: the key holds the typed name.
+    Select(designer, 1);
+    editor->NameEdit()->setFocus(Qt::TabFocusReason);
+    QTRY_VERIFY(editor->NameEdit()->hasFocus());
+    editor->NameEdit()->selectAll();
+    QTest::keyClicks(editor->NameEdit(), "FullName");
+    designer.PrimaryKeyAct()->trigger();
+    QCOMPARE(designer.Core().KeyFields(), QStringList({"FullName"}));
+    QCOMPARE(ColumnRows(designer)[1], QStringLiteral("2|FullName|dtString|30"));
+
+    // Delete takes it too: no other column gets the typed name later.
+    Select(designer, 3);
+    editor->NameEdit()->setFocus(Qt::TabFocusReason);
+    QTRY_VERIFY(editor->NameEdit()->hasFocus());
+    editor->NameEdit()->selectAll();
+    QTest::keyClicks(editor->NameEdit(), "Years");
+    designer.DeleteColumnAct()->trigger();
+    LeaveToList(designer);
+    QCOMPARE(ColumnRows(designer), QStringList({"1|ID|dtAutoInc|", "2|FullName|dtString|30", "3|City|dtString|20"}));
+
+    // A column made dtAutoInc is offered the key's columns as its indication.
+    designer.NewColumnAct()->trigger();
+    LeaveToList(designer);
+    Select(designer, 3);
+    EditorControl<QComboBox>(designer, "DataTypeComboBox")->setCurrentText(GetDataTypeName(dtAutoInc));
+    const TOstFieldDef* made = designer.Core().Columns()[3];
+    QCOMPARE(made->GetDataTypeOst(), int(dtAutoInc));
+    QCOMPARE(made->GetSpec(), QStringLiteral("\"FullName\""));
+    QCOMPARE(EditorControl<QComboBox>(designer, "IndicationComboBox")->currentText(), QStringLiteral("\"FullName\""));
+    QCOMPARE(dialogs.Messages(), QStringList());
 }
 
 void TstTableDesigner::actionStatesAndTheEditGuard() {

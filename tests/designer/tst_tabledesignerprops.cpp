@@ -152,12 +152,26 @@ void TstTableDesignerProps::levelDecidesEncryptionAndKeys() {
     QVERIFY(!pwd->isEnabled());
     encryption->setCurrentText("None");
     QVERIFY(!pwd->isEnabled());
+    QCOMPARE(working->GetEncryptionMethod(), int(emNone));
+    // Choosing a method that encrypts asks for its password at once; without
+    // one, the method stays as it was.
+    AnswerPassword(QString());
     encryption->setCurrentText("Protection");
+    QCOMPARE(encryption->currentText(), QStringLiteral("None"));
+    QCOMPARE(working->GetEncryptionMethod(), int(emNone));
+    QVERIFY(!pwd->isEnabled());
+    int asked = -1;
+    AnswerPassword("first1", &asked);
+    encryption->setCurrentText("Protection");
+    QCOMPARE(asked, int(emProtection));
+    QCOMPARE(working->GetEncryptionMethod(), int(emProtection));
+    QCOMPARE(designer.Core().EncryptionKey(), QStringLiteral("first1"));
     QVERIFY(pwd->isEnabled());
 
     // The password dialog gets the method chosen; cancelling it forgets the key.
+    AnswerPassword("second");
     encryption->setCurrentText("Blowfish");
-    int asked = -1;
+    QCOMPARE(designer.Core().EncryptionKey(), QStringLiteral("second"));
     AnswerPassword("secret1", &asked);
     QTest::mouseClick(pwd, Qt::LeftButton);
     QCOMPARE(asked, int(emBlowfish));
@@ -180,9 +194,9 @@ void TstTableDesignerProps::levelDecidesEncryptionAndKeys() {
     QVERIFY(!designer.PrimaryKeyAct()->isEnabled());
 
     // A method the lower level still offers stays, with its key.
+    AnswerPassword("secret;42", &asked);
     encryption->setCurrentText("Classic");
-    AnswerPassword("secret;42");
-    QTest::mouseClick(pwd, Qt::LeftButton);
+    QCOMPARE(asked, int(emClassic));
     TypeAndLeave(designer, designer.TableLevelSpinEdit(), "2");
     QCOMPARE(encryption->currentText(), QStringLiteral("Classic"));
     QCOMPARE(designer.Core().EncryptionKey(), QStringLiteral("secret;42"));
@@ -245,19 +259,26 @@ void TstTableDesignerProps::newEncryptedTableAsksForThePassword() {
     QVERIFY(designer.NewTable());
     QCOMPARE(designer.ColumnListView()->topLevelItemCount(), 0);
     designer.NewColumnAct()->trigger();
+    int asked = -1;
+    AnswerPassword("letmein", &asked);
     designer.EncryptionTypComboBox()->setCurrentText("Protection");
+    QCOMPARE(asked, int(emProtection));
     LeaveToList(designer);
     designer.TableNameEdit()->setFocus(Qt::TabFocusReason);
     LeaveToList(designer);
     QCOMPARE(designer.Core().WorkingTable()->GetEncryptionMethod(), int(emProtection));
 
-    // No password, no table, and no question about the changes.
+    // The password forgotten ("Pwd" cancelled): Apply asks again; no password, no table, and no
+    // question about the changes.
+    AnswerPassword(QString());
+    QTest::mouseClick(designer.EncryptionKeyBtn(), Qt::LeftButton);
+    QCOMPARE(designer.Core().EncryptionKey(), QString());
     AnswerPassword(QString());
     QTest::mouseClick(designer.ApplyBtn(), Qt::LeftButton);
     QVERIFY(!orders.Exists());
     QVERIFY(!designer.Core().ChangesApplied());
 
-    int asked = -1;
+    asked = -1;
     AnswerPassword("letmein", &asked);
     QStringList differences;
     ApplyConfirmed(designer, &differences);
