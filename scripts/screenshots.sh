@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and retakes the pictures in docs/screenshots: the Studio with a data
 # module, a table's context menu, the object inspector and the splash, and
-# the table designer with its difference dialog and an error box. They are
+# the table designer (General, Checks and Relationships pages) with its
+# difference dialog and an error box, and the filter dialog. They are
 # drawn on Qt's offscreen platform, so no display is needed.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -133,8 +133,9 @@ const QList<TCase>& Cases() {
          {"\tForeign key ToPeople renamed to TOPEOPLE"}},
         {"foreign key parent", [](TOstTableDesignerCore& c) { Fk(c)->ParentTable = "Rich"; },
          {"\tForeign key ToPeople: Parent table changed"}},
+        // The stored spelling follows the designer's, so a change of case is applied too.
         {"foreign key parent case only", [](TOstTableDesignerCore& c) { Fk(c)->ParentTable = "PEOPLE"; },
-         {"\tNo changes to table structure"}},
+         {"\tForeign key ToPeople: Parent table changed"}},
         {"foreign key parent fields", [](TOstTableDesignerCore& c) { Fk(c)->ParentFields = "Age"; },
          {"\tForeign key ToPeople: Parent fields changed"}},
         {"foreign key child fields", [](TOstTableDesignerCore& c) { Fk(c)->ChildFields = "Qty"; },

@@ -9,6 +9,7 @@
 #include "common/ostcentermessagebox.h"
 #include "designer/core/osttableprops.h"
 #include "designer/ostcolumnpropseditor.h"
+#include "query/ostfilterdlg.h"
 #include "setup/ostpasswordchangedlg.h"
 
 #include <QPainter>
@@ -445,6 +446,15 @@ void TstTableDesignerProps::screenshots() {
     defs.Add("Notes", dtMemo, 0);
     customers.IndexDefs().Add("sys_primary", "CustomerID", ixPrimary | ixUnique);
     customers.IndexDefs().Add("ByCompany", "Company", TIndexOptions());
+    customers.IndexDefs().Add("ByPhone", "Phone", ixUnique);
+    TCheckConstraint* limit = customers.CheckConstraints().Add();
+    limit->Name = "CreditLimitRange";
+    limit->ImportedConstraint = "(CreditLimit >= 0) and (CreditLimit <= 1000000)";
+    limit->ErrorMessage = "A credit limit lies between 0 and 1,000,000";
+    TCheckConstraint* since = customers.CheckConstraints().Add();
+    since->Name = "KnownSince";
+    since->ImportedConstraint = "CustomerSince >= '01/01/1990'";
+    since->ErrorMessage = "Customers are known since 1990 at the earliest";
     customers.SetCapacity(250000);
     customers.CreateTable();
     customers.Open();
@@ -462,6 +472,66 @@ void TstTableDesignerProps::screenshots() {
     designer.DesignerPageControl()->setCurrentWidget(designer.GeneralPage());
     QTest::qWait(50);
     QVERIFY(designer.grab().save(QDir(folder).filePath("designer-general.png")));
+
+    // The Checks page, and the filter dialog over the customers as "..." opens it.
+    designer.DesignerPageControl()->setCurrentWidget(designer.ChecksPage());
+    designer.ChecksListView()->setCurrentItem(designer.ChecksListView()->topLevelItem(0));
+    QTest::qWait(50);
+    QVERIFY(designer.grab().save(QDir(folder).filePath("designer-checks.png")));
+    {
+        TOstFilterDialog filter;
+        filter.SetOstDataset(&customers);
+        filter.resize(720, 480);
+        QVERIFY(ShowActive(filter));
+        // Three conditions through the wizard, the last one indented under the second.
+        auto add = [&filter](const QString& field, const QString& op, const QString& value, const QString& junction) {
+            filter.AddAct()->trigger();
+            filter.FieldComboBox()->setCurrentIndex(filter.FieldComboBox()->findText(field));
+            filter.OperatorComboBox()->setCurrentText(op);
+            if (filter.ValueEdit()->isVisible()) filter.ValueEdit()->setText(value);
+            else filter.ValueSpinEdit()->setValue(value.toInt());
+            if (filter.JunctionComboBox()->isEnabled()) filter.JunctionComboBox()->setCurrentText(junction);
+            filter.UpdateConditionBtn()->click();
+        };
+        add("Country", "=", "Germany", "");
+        add("CreditLimit", ">", "10000", "and");
+        add("City", "=", "Hamburg", "or");
+        filter.IndentRightAct()->trigger();
+        filter.ConditionTreeView()->expandAll();
+        QTest::qWait(50);
+        QVERIFY(filter.grab().save(QDir(folder).filePath("filter-dialog.png")));
+    }
+
+    // The Relationships page of an Orders table whose customer must exist.
+    TOstTable orders;
+    orders.SetDatabaseName(location);
+    orders.SetTableName("Orders");
+    orders.GetFieldDefsOst().Add("OrderID", dtAutoInc, 0)->SetSpec("\"OrderID\"");
+    orders.GetFieldDefsOst().Add("Customer", dtInteger, 0);
+    orders.GetFieldDefsOst().Add("Phone", dtString, 24);
+    orders.GetFieldDefsOst().Add("Ordered", dtDate, 0);
+    orders.IndexDefs().Add("sys_primary", "OrderID", ixPrimary | ixUnique);
+    TOstForeignKeyDef* customer = orders.GetIntegrityRules().Add("OrderCustomer");
+    customer->ParentTable = "Customers";
+    customer->ChildFields = "Customer";
+    customer->ParentFields = "CustomerID";
+    customer->DeleteAction = faCascade;
+    TOstForeignKeyDef* phone = orders.GetIntegrityRules().Add("CallBack");
+    phone->ParentTable = "Customers";
+    phone->ChildFields = "Phone";
+    phone->ParentFields = "Phone";
+    orders.CreateTable();
+    {
+        TOstTableDesigner relations;
+        relations.SetOstDataset(&orders);
+        relations.resize(960, 640);
+        QVERIFY(ShowActive(relations));
+        relations.DesignerPageControl()->setCurrentWidget(relations.RelationshipsPage());
+        QTest::qWait(50);
+        QVERIFY(relations.grab().save(QDir(folder).filePath("designer-relationships.png")));
+    }
+    QVERIFY(Reactivate(designer));
+    designer.DesignerPageControl()->setCurrentWidget(designer.GeneralPage());
 
     // Some edits, and the list that asks for their confirmation.
     designer.Core().Columns()[2]->SetName("ContactName");
