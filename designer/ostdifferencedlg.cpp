@@ -25,6 +25,10 @@ TTableStructureDifferenceDlg::TTableStructureDifferenceDlg(QWidget* parent) : QD
     m_list->header()->setStretchLastSection(true);
     m_list->setColumnWidth(0, 60);
 
+    m_notes = new QLabel(this);
+    m_notes->setWordWrap(true);
+    m_notes->setVisible(false);
+
     m_ok = new QPushButton(QStringLiteral("&Ok"), this);
     m_ok->setDefault(true);
     m_cancel = new QPushButton(QStringLiteral("&Cancel"), this);
@@ -38,6 +42,7 @@ TTableStructureDifferenceDlg::TTableStructureDifferenceDlg(QWidget* parent) : QD
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(m_label);
     layout->addWidget(m_list);
+    layout->addWidget(m_notes);
     layout->addLayout(buttons);
     resize(480, 320);
     // "&Ok" has the focus when the dialog opens, not the list.
@@ -53,10 +58,16 @@ void TTableStructureDifferenceDlg::SetModifications(const TModifications& list) 
     m_list->addTopLevelItems(rows);
 }
 
-bool TTableStructureDifferenceDlg::Execute(QWidget* owner, const TModifications& list) {
+void TTableStructureDifferenceDlg::SetNotes(const QStringList& notes) {
+    m_notes->setText(notes.join(u'\n'));
+    m_notes->setVisible(!notes.isEmpty());
+}
+
+bool TTableStructureDifferenceDlg::Execute(QWidget* owner, const TModifications& list, const QStringList& notes) {
     TTableStructureDifferenceDlg dialog(owner);
     if (owner) dialog.setFont(owner->font());
     dialog.SetModifications(list);
+    dialog.SetNotes(notes);
     if (owner) {
         // Placed before it shows, and once more when its frame is known.
         QWidget* window = owner->window();

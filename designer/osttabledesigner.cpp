@@ -5,6 +5,7 @@
 
 #include "common/ostdialogservice.h"
 #include "designer/ostcolumnpropseditor.h"
+#include "designer/core/ostcascadepreview.h"
 #include "designer/ostdifferencedlg.h"
 #include "engine/ostdataset.h"
 #include "setup/ostpasswordchangedlg.h"
@@ -276,7 +277,10 @@ ITableDesignerView::TAnswer TOstTableDesigner::GetQuestionResult(const QString& 
 }
 
 bool TOstTableDesigner::ConfirmModifications(const TModifications& list) {
-    return TTableStructureDifferenceDlg::Execute(this, list);
+    QStringList notes;
+    if (TOstTable* designed = Core().DesignedTable())
+        notes = CascadeNotes(*designed, Core().WorkingTable()->GetIntegrityRules(), Core().NewTable());
+    return TTableStructureDifferenceDlg::Execute(this, list, notes);
 }
 
 QString TOstTableDesigner::GetEncryptionKey(int method) {

@@ -5,7 +5,11 @@
 #include "constraints_helper.h"
 #include "designer_helper.h"
 
+#include "designer/core/ostcascadepreview.h"
 #include "designer/core/ostconstraintspage.h"
+#include "designer/ostdifferencedlg.h"
+
+#include <QLabel>
 
 #include <QtTest>
 
@@ -21,6 +25,8 @@ private slots:
     void parentKeyWithKeyLength_data() { Layouts(); }
     void parentKeyWithKeyLength();
     void actionTexts();
+    void cascadePreview_data() { Layouts(); }
+    void cascadePreview();
 
 private:
     static void Layouts() {
@@ -240,5 +246,66 @@ void TstConstraintsCore::actionTexts() {
     QCOMPARE(GetForeignKeyActionFromText(""), int(faReject));
 }
 
-QTEST_GUILESS_MAIN(TstConstraintsCore)
+
+// A rule that becomes Cascade says, before it is confirmed, how many rows of
+// the table it reaches; rows without a parent and rules that were Cascade
+// already are not mentioned.
+void TstConstraintsCore::cascadePreview() {
+    QFETCH(bool, singleFile);
+    ShopDb shop(singleFile);
+    shop.Exec("INSERT INTO Orders(CustCode, Amount) VALUES(NULL, 50)"); // refers to no customer
+    {
+        Designer d(shop, "Orders");
+        TOstForeignKeyDef* fk = d.relations.NewRelationship();
+        d.relations.SetName(fk, "FK_Cust");
+        d.relations.SetParentTable(fk, "Customers");
+        int selected = 0;
+        d.relations.UpdateParentTableIndexes(fk, "Code", selected);
+        d.relations.SetChildFields(fk, {"CustCode"});
+        auto notes = [&d](bool newTable = false) {
+            return CascadeNotes(*d.core.DesignedTable(), d.core.WorkingTable()->GetIntegrityRules(), newTable);
+        };
+        QVERIFY(notes().isEmpty()); // Reject
+        d.relations.SetAction(fk, false, "Cascade");
+        QCOMPARE(notes(), QStringList({"Foreign key FK_Cust: 4 rows of this table refer to a row of \"Customers\"; "
+                                       "with Cascade, deleting that row deletes them."}));
+        d.relations.SetAction(fk, true, "Cascade");
+        QVERIFY2(notes().value(0).endsWith("deleting that row deletes them and changing its key changes them."),
+                 qPrintable(notes().value(0)));
+        QVERIFY(notes(true).isEmpty());
+
+        // Shown under the list of changes, and only when there is something to say.
+        TTableStructureDifferenceDlg dialog;
+        dialog.SetNotes(notes());
+        QVERIFY(!dialog.NotesLabel()->isHidden());
+        QVERIFY(dialog.NotesLabel()->text().contains("4 rows"));
+        dialog.SetNotes({});
+        QVERIFY(dialog.NotesLabel()->isHidden());
+        APPLIED(d.core, d.view);
+    }
+    {
+        // Stored as Cascade already: nothing new to say.
+        Designer d(shop, "Orders");
+        QVERIFY(CascadeNotes(*d.core.DesignedTable(), d.core.WorkingTable()->GetIntegrityRules(), false).isEmpty());
+    }
+    shop.Exec("DELETE FROM Orders WHERE CustCode <> 'C'");
+    {
+        // One row, and a rule newly Cascade on update only.
+        Designer d(shop, "Orders");
+        TOstForeignKeyDef* fk = d.relations.Defs()[0];
+        d.relations.SetAction(fk, false, "Reject");
+        APPLIED(d.core, d.view);
+    }
+    {
+        Designer d(shop, "Orders");
+        TOstForeignKeyDef* fk = d.relations.Defs()[0];
+        d.relations.SetAction(fk, false, "Cascade");
+        d.relations.SetAction(fk, true, "Reject");
+        QCOMPARE(CascadeNotes(*d.core.DesignedTable(), d.core.WorkingTable()->GetIntegrityRules(), false),
+                 QStringList({"Foreign key FK_Cust: 1 row of this table refers to a row of \"Customers\"; with "
+                              "Cascade, deleting that row deletes it."}));
+    }
+}
+
+QTEST_MAIN(TstConstraintsCore)
 #include "tst_constraintscore.moc"
