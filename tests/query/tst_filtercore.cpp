@@ -101,7 +101,7 @@ void TestFilterCore::treeMoves_data() {
     QTest::newRow("first node keeps no junction") << "a s1 j2" << "1" << "N = 1";
     QTest::newRow("indent right: last child of previous")
         << "a a a r" << "1 &2[&3]" << "N = 1 and N = 2 and (N = 3)";
-    QTest::newRow("group text as the spec of the junctions")
+    QTest::newRow("group text written with the junctions inside it")
         << "a a a a s3 r j2 s4 r" << "1 &2[|3 &4]" << "N = 1 and N = 2 or (N = 3 and N = 4)";
     QTest::newRow("add inside a group") << "a a a s3 r a" << "1 &2[&3 &4]" << "N = 1 and N = 2 and (N = 3 and N = 4)";
     QTest::newRow("indent right of a first child does nothing") << "a a a s3 r r" << "1 &2[&3]"
