@@ -43,7 +43,7 @@ FAULTS = [
  ("renamed key column keeps old name", C, "    m_keyFields[i] = newName;\n", "\n"),
  ("unique enabled without indication", P, "c.UniqueEnabled = !c.Indication.trimmed().isEmpty();", "c.UniqueEnabled = true;"),
  ("retyped string length", P, "size = (oldType == dtString || oldType == dtWideString) ? old.GetSize() : 20;", "size = (oldType == dtString || oldType == dtWideString) ? old.GetSize() : 10;"),
- ("rename back skipped", C, "if (renamed) RenameDesignedTable(table, oldName);", "if (false) RenameDesignedTable(table, oldName);"),
+ ("refused rename leaves the table closed", C, "        if (wasActive && !table.Active()) {", "        if (false) {"),
 ]
 
 

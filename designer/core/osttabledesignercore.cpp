@@ -350,22 +350,17 @@ bool TOstTableDesignerCore::Apply() {
     const bool indexFirst = m_newTable || !restructure;
     const bool hasIndexChanges = m_modifications.DefTypeCount(mtIndex) + m_modifications.DefTypeCount(mtFulltext) > 0;
     if (indexFirst && !ApplyIndexChanges(0)) return false;
-    // The rename and the restructure are one unit of work: when the
-    // restructure fails, the table gets its old name back.
-    const QString oldName = table.GetTableName();
-    bool renamed = false;
-    if (m_working->GetTableName() != oldName) {
+    // A rename is done on its own before the restructure; when the
+    // restructure then fails, the table keeps its new name and its old
+    // structure, and the edits stay in the designer for another Apply.
+    if (m_working->GetTableName() != table.GetTableName()) {
         if (m_newTable) {
             table.SetTableName(m_working->GetTableName());
-        } else {
-            if (!RenameDesignedTable(table, m_working->GetTableName())) return false;
-            renamed = true;
+        } else if (!RenameDesignedTable(table, m_working->GetTableName())) {
+            return false;
         }
     }
-    if (!ApplyTableChanges()) {
-        if (renamed) RenameDesignedTable(table, oldName);
-        return false;
-    }
+    if (!ApplyTableChanges()) return false;
     if (hasIndexChanges) {
         if (restructure && !ApplyIndexChanges(0)) return false;
         if (!ApplyIndexChanges(1)) return false;
@@ -384,12 +379,10 @@ bool TOstTableDesignerCore::Apply() {
 
 bool TOstTableDesignerCore::RenameDesignedTable(TOstTable& table, const QString& newName) {
     const bool wasActive = table.Active();
-    bool renamed = false;
     try {
         table.Close();
         table.RenameTable(newName);
         table.SetTableName(newName);
-        renamed = true;
         table.Open();
         return true;
     } catch (const EOstraError& e) {
@@ -402,7 +395,7 @@ bool TOstTableDesignerCore::RenameDesignedTable(TOstTable& table, const QString&
                 Error(reopen.Message());
             }
         }
-        return renamed;
+        return false;
     }
 }
 
