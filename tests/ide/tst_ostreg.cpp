@@ -9,6 +9,7 @@
 #include "engine/base/tclassregistry.h"
 #include "engine/base/tdatamodule.h"
 #include "ide/ostqueryeditor.h"
+#include "migration/core/classicdataset.h"
 #include "ide/ostreg.h"
 #include "ide/osttableeditor.h"
 #include "query/ostfilterdlg.h"
@@ -94,7 +95,9 @@ const QStringList kExpectedLog = {
     "property editor QString TOstDataSet.DatabaseName", "property editor QString TOstTable.TableName",
     "property editor QString TOstTable.IndexName", "property editor QString TOstTable.FulltextIndexName",
     "property editor QString TOstEnumValueSet.EnumField", "property editor QString TOstBlobProvider.FieldName",
-    "property editor QString TOstDataSet.Filter"};
+    "property editor QString TOstDataSet.Filter",
+    // 8. the classic datasets
+    "class TTable", "class TQuery", "component Qt SQL/TTable", "component Qt SQL/TQuery"};
 
 template <class E> bool EditorIs(TComponent* c) { return dynamic_cast<E*>(GetComponentEditor(c, nullptr).get()); }
 template <class E> bool PropertyEditorIs(TComponent* c, const char* prop) {
@@ -141,7 +144,8 @@ void TstOstReg::registersEveryStepInOrder() {
     ScopedSplash scoped(&splash);
     Register();
     QCOMPARE(RegistrationLog(), kExpectedLog);
-    QCOMPARE(PalettePages(), QStringList({"Ostra"}));
+    QCOMPARE(PalettePages(), QStringList({"Ostra", "Qt SQL"}));
+    QCOMPARE(PaletteClasses("Qt SQL"), QList<const QMetaObject*>({&TTable::staticMetaObject, &TQuery::staticMetaObject}));
     QList<const QMetaObject*> palette{&TOstTable::staticMetaObject,        &TOstQuery::staticMetaObject,
                                       &TOstDatabase::staticMetaObject,     &TOstEnumValueSet::staticMetaObject,
                                       &TOstBatchMove::staticMetaObject,    &TOstBlobProvider::staticMetaObject};
@@ -217,7 +221,7 @@ void TstOstReg::tableAndQueryVerbsMarkTheModuleModified() {
         d.SetUnmodified();
         auto editor = GetComponentEditor(c, &d);
         // The dataset verb comes first; the table's own verbs follow it.
-        QCOMPARE(editor->GetVerbCount(), c == query ? 1 : 6);
+        QCOMPARE(editor->GetVerbCount(), c == query ? 3 : 6);
         QCOMPARE(editor->GetVerb(0), QStringLiteral("Fields Editor..."));
         editor->ExecuteVerb(0);
         QVERIFY(d.IsModified());
