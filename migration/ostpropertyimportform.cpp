@@ -123,9 +123,9 @@ void TPropertyImportBrownieForm::ImportBtnClick() {
     m_status->setText(QStringLiteral("Creating table \"%1\"...").arg(o.TableName));
     SetRunning(true);
     try {
-        const TTableImportResult r = ImportTable(*m_table, o, [this](QObject*, int percent, bool& abort) {
+        const TTableImportResult r = ImportTable(*m_table, o, [this, &o](QObject*, int percent, bool& abort) {
+            if (percent < 100) m_status->setText(QStringLiteral("Copying the records into \"%1\"...").arg(o.TableName));
             m_progress->setValue(percent);
-            m_status->setText(QStringLiteral("Copying the records... %1%").arg(percent));
             QApplication::processEvents();
             abort = m_cancelRequested;
         });

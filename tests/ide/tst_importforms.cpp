@@ -86,6 +86,12 @@ struct Fixture {
     }
 };
 
+// With OSTRA_SCREENSHOTS set (scripts/screenshots.sh), a picture of the form for README.
+void Shot(QWidget* w, const char* name) {
+    const QString folder = qEnvironmentVariable("OSTRA_SCREENSHOTS");
+    if (!folder.isEmpty()) QVERIFY(w->grab().save(folder + u'/' + QLatin1String(name)));
+}
+
 struct Dialogs {
     TScriptedDialogService service;
     TScopedDialogService scope{&service};
@@ -121,7 +127,13 @@ void TstImportForms::convertVerbRunsTheWizard() {
         QCOMPARE(w->TableNameEdit()->text(), QStringLiteral("Customers"));
         QVERIFY(w->CopyDataCheck()->isChecked());
         w->DatabaseCombo()->setCurrentText("Shop");
-        connect(w->ProgressBar(), &QProgressBar::valueChanged, [&](int v) { progress << v; });
+        connect(w->ProgressBar(), &QProgressBar::valueChanged, [&, w](int v) {
+            if (v >= 30 && !progress.contains(-1)) {
+                progress << -1;
+                Shot(w, "import-table-wizard.png");
+            }
+            progress << v;
+        });
         w->ImportBtn()->click();
     });
     editor.ExecuteVerb(5);
@@ -231,6 +243,7 @@ void TstImportForms::queryVerbImportsSqlAndHandlers() {
     WhenShown<TQueryImportBrownieFrm>([&](TQueryImportBrownieFrm* w) {
         QCOMPARE(w->SourceCombo()->currentText(), QStringLiteral("Query1"));
         shownSql = w->SqlView()->toPlainText();
+        Shot(w, "import-query.png");
         w->OkBtn()->click();
     });
     f.designer.SetUnmodified();
