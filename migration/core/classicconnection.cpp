@@ -138,7 +138,11 @@ TClassicConnection::TClassicConnection(const QString& databaseName, const QStrin
             if (db.open()) break;
             const QString error = db.lastError().text();
             bool retry = false;
-            if (LoginHandler() && attempt < 3 && info.Driver != QStringLiteral("QSQLITE")) {
+            // Only a refused login is worth a password: a server that is down is not.
+            const bool login = error.contains(QStringLiteral("password"), Qt::CaseInsensitive) ||
+                               error.contains(QStringLiteral("authentication"), Qt::CaseInsensitive) ||
+                               error.contains(QStringLiteral("Access denied"), Qt::CaseInsensitive);
+            if (LoginHandler() && login && attempt < 3 && info.Driver != QStringLiteral("QSQLITE")) {
                 QString asked;
                 LoginHandler()(m_display, info.User, asked, retry);
                 if (retry) pw = asked;

@@ -43,9 +43,10 @@ QString SuggestedTableName(const TTable& source) {
 TTableImportResult ImportTable(TOstTable& target, const TTableImportOptions& o, const TOstProgressEvent& progress) {
     if (!o.Source) throw EConvertTableError(QStringLiteral("Source not specified"));
     TTable& source = *o.Source;
-    // The database the new table goes to: a component of the module, any
-    // database component, or a bare location, as the table finds it.
-    const std::unique_ptr<TOstTable> lookup(new TOstTable(target.Owner()));
+    // The database the new table goes to: a database component, or a bare
+    // location, as a table finds it (one of no owner: nothing shows up in
+    // the module while the records are copied).
+    const std::unique_ptr<TOstTable> lookup(new TOstTable(nullptr));
     lookup->SetDatabaseName(o.DatabaseName.trimmed());
     TOstDatabase* db = o.DatabaseName.trimmed().isEmpty() ? nullptr : lookup->GetDatabase();
     if (!db) throw EConvertTableError(QStringLiteral("Choose the database the new table goes to"));

@@ -5,6 +5,7 @@
 // created and the component is as it was. "Import BDE Query..." copies a
 // classic query's SQL, parameters and handlers and asks to check the SQL.
 #include "../common/modal_helper.h"
+#include "../migration/pgserver_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "engine/base/tdatamodule.h"
 #include "engine/ostquery.h"
@@ -38,6 +39,7 @@ private slots:
     void stoppedHalfWayCreatesNothing();
     void refusedImportKeepsTheDialogOpen();
     void queryVerbImportsSqlAndHandlers();
+    void convertsAPostgresTable();
 };
 
 namespace {
@@ -260,6 +262,47 @@ void TstImportForms::queryVerbImportsSqlAndHandlers() {
     target->BeforeOpen(target);
     QCOMPARE(posted, 1);
     QCOMPARE(dialogs.failures, QStringList());
+}
+
+// The road of a user: a module with a classic table on a PostgreSQL table and
+// an Ostra table; the wizard converts it with its rows, indexes and properties.
+void TstImportForms::convertsAPostgresTable() {
+    TestPgServer pg;
+    if (!pg.Ok()) QSKIP(qPrintable(QStringLiteral("PostgreSQL could not start: ") + pg.Why()));
+    QVERIFY(pg.Exec("CREATE TABLE orders(no serial PRIMARY KEY, customer varchar(40) NOT NULL, total money, placed date); "
+                    "CREATE INDEX by_customer ON orders(customer); "
+                    "INSERT INTO orders(customer, total, placed) SELECT 'Customer ' || i % 50, i * 1.1, "
+                    "date '2024-01-01' + i % 300 FROM generate_series(1, 5000) i"));
+    Fixture f;
+    f.classic->SetDatabaseName(pg.DatabaseName());
+    f.classic->SetTableName("orders");
+    f.classic->SetIndexName("by_customer");
+    f.classic->Open();
+    TOstTableEditor editor(f.table, &f.designer);
+    QList<int> progress;
+    WhenShown<TPropertyImportBrownieForm>([&](TPropertyImportBrownieForm* w) {
+        QCOMPARE(w->TableNameEdit()->text(), QStringLiteral("orders"));
+        w->TableNameEdit()->setText("Orders");
+        w->DatabaseCombo()->setCurrentText("Shop");
+        w->LevelCombo()->setCurrentIndex(w->LevelCombo()->findData(4));
+        connect(w->ProgressBar(), &QProgressBar::valueChanged, [&](int v) { progress << v; });
+        w->ImportBtn()->click();
+    });
+    editor.ExecuteVerb(5);
+    QVERIFY(progress.size() > 10); // the bar moved along the copy
+    QCOMPARE(progress.last(), 100);
+    QVERIFY(f.table->Active()); // the source was open
+    QCOMPARE(f.table->GetTableName(), QStringLiteral("Orders"));
+    QCOMPARE(f.table->GetIndexName(), QStringLiteral("by_customer"));
+    QCOMPARE(f.table->GetTableLevel(), 4);
+    QCOMPARE(f.table->RecordCount(), 5000);
+    QCOMPARE(f.table->FieldByName("customer")->AsString(), QStringLiteral("Customer 0")); // in the index's order
+    QVERIFY(f.table->FindRecordId(3));
+    QCOMPARE(f.table->FieldByName("total")->AsFloat(), 3.3);
+    QStringList ix;
+    for (const TIndexDef* d : f.table->IndexDefs()) ix << d->Name;
+    ix.sort();
+    QCOMPARE(ix, QStringList({"by_customer", "orders_pkey"}));
 }
 
 QTEST_MAIN(TstImportForms)

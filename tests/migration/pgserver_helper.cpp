@@ -2,6 +2,7 @@
 #include "pgserver_helper.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QSqlDatabase>
@@ -70,6 +71,15 @@ TestPgServer::TestPgServer() {
              out)) {
         m_why = QStringLiteral("initdb failed: %1").arg(out.trimmed());
         return;
+    }
+    // The tests' own user comes in without a password; every other user needs one.
+    {
+        QFile hba(data + QStringLiteral("/pg_hba.conf"));
+        if (!hba.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+            m_why = QStringLiteral("cannot write %1").arg(hba.fileName());
+            return;
+        }
+        hba.write(QByteArray("local all ") + kUser + " trust\nlocal all all scram-sha-256\n");
     }
     const QString options = QStringLiteral("-k %1 -c listen_addresses='' -p %2 -c fsync=off -c synchronous_commit=off "
                                            "-c full_page_writes=off")

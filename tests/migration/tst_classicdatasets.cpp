@@ -23,6 +23,7 @@ private slots:
     void queryBindsItsParameters();
     void postgresTableHasTheSourcesTypesAndIndexes();
     void postgresQueryAndSchemaTables();
+    void passwordFromPropertyOrLoginHandler();
     void moduleKeepsTheDatasetsButNoPassword();
 
 private:
@@ -303,6 +304,41 @@ void TstClassicDataSets::postgresQueryAndSchemaTables() {
     QCOMPARE(int(q.FieldDefs().Find("no")->DataType), int(ftInteger));
     QCOMPARE(int(q.FieldDefs().Find("n")->DataType), int(ftFMTBcd));
     QCOMPARE(q.FieldDefs().Find("n")->Precision, 6);
+}
+
+void TstClassicDataSets::passwordFromPropertyOrLoginHandler() {
+    if (!m_pg->Ok()) QSKIP(qPrintable(QStringLiteral("PostgreSQL could not start: ") + m_pg->Why()));
+    QVERIFY(m_pg->Exec("CREATE ROLE ann LOGIN PASSWORD 'pw'; CREATE TABLE t(a int); INSERT INTO t VALUES (1); GRANT SELECT ON t TO ann"));
+    const QString name = m_pg->DatabaseName().replace(QStringLiteral("ostra@"), QStringLiteral("ann@"));
+    TTable t;
+    t.SetDatabaseName(name);
+    t.SetTableName(QStringLiteral("t"));
+    QVERIFY(MessageOf<EDatabaseError>([&] { t.Open(); }).contains(QStringLiteral("password")));
+    t.SetPassword(QStringLiteral("pw"));
+    t.Open();
+    QCOMPARE(t.RecordCount(), 1);
+    t.Close();
+    // No password: the handler is asked, with the connection and the user, until it gives up.
+    t.SetPassword(QString());
+    QStringList asked;
+    SetClassicOnLogin([&](const QString& db, const QString& user, QString& password, bool& retry) {
+        asked << user;
+        QVERIFY(!db.contains(QStringLiteral("pw")));
+        password = asked.size() < 2 ? QStringLiteral("wrong") : QStringLiteral("pw");
+        retry = true;
+    });
+    t.Open();
+    QCOMPARE(asked, QStringList({"ann", "ann"}));
+    t.Close();
+    SetClassicOnLogin([&](const QString&, const QString&, QString&, bool& retry) { retry = false; asked << QStringLiteral("gave up"); });
+    QVERIFY(MessageOf<EDatabaseError>([&] { t.Open(); }).startsWith(QStringLiteral("Cannot connect to QPSQL://ann@")));
+    QCOMPARE(asked.last(), QStringLiteral("gave up"));
+    // A server that is not there is no question of a password.
+    asked.clear();
+    t.SetDatabaseName(QStringLiteral("QPSQL://ann@%2Fnonexistent:5432/x"));
+    QVERIFY(!MessageOf<EDatabaseError>([&] { t.Open(); }).isEmpty());
+    QCOMPARE(asked, QStringList());
+    SetClassicOnLogin({});
 }
 
 void TstClassicDataSets::moduleKeepsTheDatasetsButNoPassword() {
