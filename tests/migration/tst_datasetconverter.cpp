@@ -82,6 +82,22 @@ void ManyRows(TestPgServer& pg, const QString& db, int n) {
                                    "INSERT INTO many SELECT i, 'label ' || i, i / 100.0 FROM generate_series(1, %1) i").arg(n), db));
 }
 
+// A conversion of the server's table "many" (n records) into a fresh engine database.
+struct ManyConversion {
+    TargetDb target;
+    TTable source;
+    TDBConvertTable convert;
+    ManyConversion(TestPgServer& pg, const QString& db, int n) {
+        ManyRows(pg, db, n);
+        source.SetDatabaseName(pg.DatabaseName(db));
+        source.SetTableName(QStringLiteral("many"));
+        source.Open();
+        convert.SetSource(&source);
+        convert.SetDatabase(target.db.get());
+        convert.SetTableName(QStringLiteral("Many"));
+    }
+};
+
 } // namespace
 
 void TstDataSetConverter::initTestCase() { m_pg = std::make_unique<TestPgServer>(); }
@@ -314,17 +330,8 @@ void TstDataSetConverter::failingRowIsReportedOrAbortsAll() {
 
 void TstDataSetConverter::cancelInTheMiddleCreatesNothing() {
     if (!RequirePg()) return;
-    const QString db = m_pg->CreateDatabase();
-    ManyRows(*m_pg, db, 20000);
-    TargetDb target;
-    TTable t;
-    t.SetDatabaseName(m_pg->DatabaseName(db));
-    t.SetTableName(QStringLiteral("many"));
-    t.Open();
-    TDBConvertTable c;
-    c.SetSource(&t);
-    c.SetDatabase(target.db.get());
-    c.SetTableName(QStringLiteral("Many"));
+    ManyConversion m(*m_pg, m_pg->CreateDatabase(), 20000);
+    TDBConvertTable& c = m.convert;
     int stoppedAt = -1;
     c.OnProgress = [&](QObject*, int percent, bool& abort) {
         if (percent >= 50 && stoppedAt < 0) {
@@ -342,26 +349,18 @@ void TstDataSetConverter::cancelInTheMiddleCreatesNothing() {
     }();
     QCOMPARE(e.ErrorCode(), OstErr::Aborted);
     QCOMPARE(stoppedAt, 50);
-    QVERIFY(!target.TableExists(QStringLiteral("Many")));
+    QVERIFY(!m.target.TableExists(QStringLiteral("Many")));
     // The source is still there and can be read again.
-    QVERIFY(t.Active());
-    t.Last();
-    QCOMPARE(t.RecNo(), 20000);
+    QVERIFY(m.source.Active());
+    m.source.Last();
+    QCOMPARE(m.source.RecNo(), 20000);
 }
 
 void TstDataSetConverter::sourceVanishingMidCopyCreatesNothing() {
     if (!RequirePg()) return;
     const QString db = m_pg->CreateDatabase();
-    ManyRows(*m_pg, db, 200000);
-    TargetDb target;
-    TTable t;
-    t.SetDatabaseName(m_pg->DatabaseName(db));
-    t.SetTableName(QStringLiteral("many"));
-    t.Open();
-    TDBConvertTable c;
-    c.SetSource(&t);
-    c.SetDatabase(target.db.get());
-    c.SetTableName(QStringLiteral("Many"));
+    ManyConversion m(*m_pg, db, 200000);
+    TDBConvertTable& c = m.convert;
     bool killed = false;
     c.OnProgress = [&](QObject*, int percent, bool&) {
         if (percent >= 30 && !killed) {
@@ -374,7 +373,7 @@ void TstDataSetConverter::sourceVanishingMidCopyCreatesNothing() {
     const QString message = MessageOf<EDatabaseError>([&] { c.Execute(); });
     QVERIFY(killed);
     QVERIFY2(message.contains(QStringLiteral("Table \"many\": reading record")), qPrintable(message));
-    QVERIFY(!target.TableExists(QStringLiteral("Many")));
+    QVERIFY(!m.target.TableExists(QStringLiteral("Many")));
 }
 
 QTEST_GUILESS_MAIN(TstDataSetConverter)
