@@ -9,6 +9,7 @@
 #include "ide/ostqueryeditor.h"
 #include "ide/osttableeditor.h"
 #include "migration/core/classicdataset.h"
+#include "migration/ostclassicprops.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 #include "studio/designintf/dsdesign.h"
@@ -87,6 +88,10 @@ void Register() {
                            PropertyEditorOf<TOstDataSetFilterProperty>());
     // 8. The classic datasets, on a page of their own.
     RegisterComponents<TTable, TQuery>(kClassicPage);
+    RegisterPropertyEditor(str, &TTable::staticMetaObject, QStringLiteral("TableName"),
+                           PropertyEditorOf<TClassicTableNameProperty>());
+    RegisterPropertyEditor(str, &TTable::staticMetaObject, QStringLiteral("IndexName"),
+                           PropertyEditorOf<TClassicIndexNameProperty>());
 }
 
 const char* OstraPackageDescription() { return "Ostra 6 design-time package"; }

@@ -17,6 +17,7 @@
 #include "migration/ostqueryimportfrm.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
+#include "studio/designintf/propertyeditor.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -116,6 +117,12 @@ void TstImportForms::convertVerbRunsTheWizard() {
     f.classic->SetTag(42);
     int opened = 0;
     f.classic->AfterOpen = [&](TDataSet*) { ++opened; };
+    // The classic table's TableName and IndexName offer what its database has.
+    QStringList values;
+    GetPropertyEditor(&f.designer, {f.classic}, "TableName")->GetValues(values);
+    QCOMPARE(values, QStringList({"Customers"}));
+    GetPropertyEditor(&f.designer, {f.classic}, "IndexName")->GetValues(values);
+    QCOMPARE(values, QStringList({"ByCity", "Unique_Name"}));
     TOstTableEditor editor(f.table, &f.designer);
     QAction convert;
     editor.PrepareItem(5, &convert);

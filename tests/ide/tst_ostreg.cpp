@@ -97,7 +97,8 @@ const QStringList kExpectedLog = {
     "property editor QString TOstEnumValueSet.EnumField", "property editor QString TOstBlobProvider.FieldName",
     "property editor QString TOstDataSet.Filter",
     // 8. the classic datasets
-    "class TTable", "class TQuery", "component Qt SQL/TTable", "component Qt SQL/TQuery"};
+    "class TTable", "class TQuery", "component Qt SQL/TTable", "component Qt SQL/TQuery",
+    "property editor QString TTable.TableName", "property editor QString TTable.IndexName"};
 
 template <class E> bool EditorIs(TComponent* c) { return dynamic_cast<E*>(GetComponentEditor(c, nullptr).get()); }
 template <class E> bool PropertyEditorIs(TComponent* c, const char* prop) {
@@ -154,6 +155,7 @@ void TstOstReg::registersEveryStepInOrder() {
     TDataModule root;
     QVERIFY(qobject_cast<TOstLargeIntField*>(CreateComponentOfClass("TOstLargeIntField", &root)));
     // The palette icons come with the package.
+    palette << &TTable::staticMetaObject << &TQuery::staticMetaObject;
     for (const QMetaObject* cls : palette)
         QVERIFY2(QFile::exists(QStringLiteral(":/palette/%1.svg").arg(cls->className())), cls->className());
 }
