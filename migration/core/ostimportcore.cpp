@@ -34,9 +34,10 @@ void CopyDataSetEvents(const TDataSet& from, TDataSet& to) {
 
 QString SuggestedTableName(const TTable& source) {
     QString name = source.GetTableName().trimmed();
-    name = name.mid(name.lastIndexOf(u'.', name.size() - 5) + 1); // "sales.Orders" -> "Orders"
-    const qsizetype dot = name.lastIndexOf(u'.');
-    if (dot > 0) name = name.left(dot); // "orders.db"
+    // "orders.dbf" -> "orders", then "sales.orders" -> "orders".
+    for (const char* ext : {".dbf", ".db", ".dat", ".sqlite", ".sqlite3", ".csv"})
+        if (name.endsWith(QLatin1String(ext), Qt::CaseInsensitive)) name.chop(static_cast<int>(qstrlen(ext)));
+    name = name.mid(name.lastIndexOf(u'.') + 1);
     return name.isEmpty() ? QString() : ConvertToValidOstName(name);
 }
 

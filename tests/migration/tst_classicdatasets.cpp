@@ -8,6 +8,7 @@
 
 #include "engine/base/tdatamodule.h"
 #include "migration/core/classicdataset.h"
+#include "migration/core/ostimportcore.h"
 
 #include <QJsonDocument>
 
@@ -25,6 +26,8 @@ private slots:
     void postgresQueryAndSchemaTables();
     void passwordFromPropertyOrLoginHandler();
     void moduleKeepsTheDatasetsButNoPassword();
+    void importOffersAValidTableName_data();
+    void importOffersAValidTableName();
 
 private:
     std::unique_ptr<TestPgServer> m_pg;
@@ -376,6 +379,26 @@ void TstClassicDataSets::moduleKeepsTheDatasetsButNoPassword() {
     QCOMPARE(q->ParamByName(QStringLiteral("p")).toString(), QStringLiteral("2"));
     q->Open();
     QCOMPARE(q->RecordCount(), 1);
+}
+
+void TstClassicDataSets::importOffersAValidTableName_data() {
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("offered");
+    QTest::newRow("schema") << "sales.Orders" << "Orders";
+    QTest::newRow("public") << "public.t" << "t";
+    QTest::newRow("file") << "orders.dbf" << "orders";
+    QTest::newRow("blank inside") << "Order Lines" << "Order Lines";
+    QTest::newRow("digit first") << "1999" << "_1999";
+    QTest::newRow("slash") << "a/b" << "a_b";
+    QTest::newRow("empty") << "" << "";
+}
+
+void TstClassicDataSets::importOffersAValidTableName() {
+    QFETCH(QString, source);
+    QFETCH(QString, offered);
+    TTable t;
+    t.SetTableName(source);
+    QCOMPARE(SuggestedTableName(t), offered);
 }
 
 QTEST_GUILESS_MAIN(TstClassicDataSets)
