@@ -9,6 +9,8 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QUrl>
+#include <cerrno>
+#include <csignal>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -39,6 +41,24 @@ bool TestPgServer::Run(const QStringList& command, QString& output) {
     return p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
 }
 
+// Servers of test processes that died before they could stop theirs (a
+// crash, a kill, an abort) are stopped and removed by the next test.
+void TestPgServer::StopOrphans() {
+    const QDir tmp(QDir::tempPath());
+    for (const QString& name : tmp.entryList({QStringLiteral("ostra-pg-*")}, QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const QString dir = tmp.filePath(name);
+        QFile owner(dir + QStringLiteral("/owner.pid"));
+        if (!owner.open(QIODevice::ReadOnly)) continue;
+        const pid_t pid = static_cast<pid_t>(owner.readAll().trimmed().toLong());
+        if (pid <= 0 || kill(pid, 0) == 0 || errno != ESRCH) continue;
+        QString out;
+        Run({m_bin + QStringLiteral("/pg_ctl"), QStringLiteral("-D"), dir + QStringLiteral("/data"), QStringLiteral("-m"),
+             QStringLiteral("immediate"), QStringLiteral("-w"), QStringLiteral("stop")},
+            out);
+        QDir(dir).removeRecursively();
+    }
+}
+
 TestPgServer::TestPgServer() {
     m_bin = QStringLiteral("/usr/lib/postgresql/15/bin");
     if (!QFileInfo::exists(m_bin + QStringLiteral("/initdb"))) {
@@ -49,10 +69,15 @@ TestPgServer::TestPgServer() {
         m_why = QStringLiteral("the Qt SQL driver QPSQL is not installed (libqt6sql6-psql)");
         return;
     }
+    StopOrphans();
     m_dir = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/ostra-pg-XXXXXX"));
     if (!m_dir->isValid()) {
         m_why = QStringLiteral("no temporary folder");
         return;
+    }
+    {
+        QFile owner(m_dir->filePath(QStringLiteral("owner.pid")));
+        if (owner.open(QIODevice::WriteOnly)) owner.write(QByteArray::number(static_cast<qint64>(getpid())));
     }
     if (geteuid() == 0) {
         const passwd* pw = getpwnam("postgres");

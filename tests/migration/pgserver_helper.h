@@ -1,7 +1,7 @@
 // A private PostgreSQL 15 server for tests: a cluster made in a temporary
 // folder and started as the postgres user (the server refuses to run as
 // root), listening only on a Unix socket in that folder; stopped and removed
-// with the object.
+// with the object, or by the next test when the process died first.
 #pragma once
 
 #include <QString>
@@ -28,6 +28,7 @@ public:
     QString CreateDatabase();
 
 private:
+    void StopOrphans();
     bool Run(const QStringList& command, QString& output);
     std::unique_ptr<QTemporaryDir> m_dir;
     QString m_bin, m_why;
