@@ -87,5 +87,6 @@ int CmdApply(const Args& a);
 int CmdDiff(const Args& a);
 int CmdSearch(const Args& a);
 int CmdCopy(const Args& a);
+int CmdImport(const Args& a);
 
 } // namespace cli

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <cstdio>
+#include <cstdlib>
 #include <unistd.h>
 
 namespace cli {
@@ -69,6 +70,26 @@ const char* const UsageText =
     "      records). --map pairs a destination column with a source column\n"
     "      (default: columns of the same name). Records that cannot be moved\n"
     "      are skipped and listed in FILE with the reason.\n"
+    "  import DB TABLE --from=DRIVER:CONNECTION --source-table=NAME [--level=N]\n"
+    "       [--no-data] [--report=FILE] [--abort-on-problem]\n"
+    "      Create TABLE with the columns and indexes of a table of another\n"
+    "      database and copy its records. DRIVER is a Qt SQL driver (QSQLITE,\n"
+    "      QPSQL, QMYSQL, QODBC; or sqlite, postgres, mysql, odbc); CONNECTION\n"
+    "      is a file (QSQLITE:/data/shop.db) or //USER@HOST[:PORT]/DATABASE\n"
+    "      (QPSQL://ann@localhost/shop). A password is asked for on the\n"
+    "      terminal when the server wants one (libpq also reads PGPASSWORD\n"
+    "      and ~/.pgpass). --level: the new table's level (default 6);\n"
+    "      --no-data: the structure only. Records that cannot be moved are\n"
+    "      skipped and listed in FILE (--abort-on-problem: the first one\n"
+    "      undoes everything).\n"
+    "  import DB TABLE --csv=FILE [--type=COLUMN:TYPE]... [--delimiter=C]\n"
+    "       [--level=N] [--no-data] [--report=FILE] [--abort-on-problem]\n"
+    "      Create TABLE from a CSV file whose first line names the columns.\n"
+    "      Each column's type is found from its values (whole numbers,\n"
+    "      numbers, true/false, ISO dates and date-times, else text);\n"
+    "      --type sets it: integer, smallint, largeint, float, currency,\n"
+    "      boolean, date, time, datetime, string, string(N) or memo. An empty\n"
+    "      value is NULL. --delimiter: the separator (default \",\"; tab).\n"
     "\n"
     "DB is a database directory, an \".ostd\" file, or a table file \"DIR/NAME.dat\"\n"
     "(which stands for table NAME; describe then needs no TABLE).\n"
@@ -90,9 +111,12 @@ void PrintUsage(bool toStderr) {
 }
 
 // The options that take a value: "--name VALUE" and "--name=VALUE" are the same.
+// (--csv is a flag of sql and search, so import's --csv=FILE takes the "=" form only.)
 bool TakesValue(const QString& name) {
     static const QStringList names = {QStringLiteral("password"), QStringLiteral("table"), QStringLiteral("mode"),
-                                      QStringLiteral("map"),      QStringLiteral("report"), QStringLiteral("index")};
+                                      QStringLiteral("map"),      QStringLiteral("report"), QStringLiteral("index"),
+                                      QStringLiteral("from"),     QStringLiteral("source-table"), QStringLiteral("type"),
+                                      QStringLiteral("delimiter"), QStringLiteral("level")};
     return names.contains(name);
 }
 
@@ -139,7 +163,7 @@ int Dispatch(const Args& a) {
     } commands[] = {
         {"create-db", CmdCreateDb}, {"tables", CmdTables}, {"describe", CmdDescribe},
         {"create-table", CmdCreateTable}, {"drop-table", CmdDropTable}, {"alter", CmdAlter}, {"sql", CmdSql},
-        {"plan", CmdPlan}, {"apply", CmdApply}, {"diff", CmdDiff}, {"search", CmdSearch}, {"copy", CmdCopy},
+        {"plan", CmdPlan}, {"apply", CmdApply}, {"diff", CmdDiff}, {"search", CmdSearch}, {"copy", CmdCopy}, {"import", CmdImport},
     };
     for (const auto& c : commands)
         if (a.command == QLatin1String(c.name)) return c.run(a);
@@ -192,6 +216,10 @@ bool StderrIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 } // namespace cli
 
 int main(int argc, char** argv) {
+    // With TZ unset the C library looks at /etc/localtime again on every
+    // local time conversion (a stat per date of a copied record); naming the
+    // same file once keeps the zone and drops those calls.
+    setenv("TZ", ":/etc/localtime", 0);
     QCoreApplication app(argc, argv);
     using namespace cli;
     int rc = 1;

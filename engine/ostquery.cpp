@@ -29,6 +29,22 @@ QStringList TOstQuery::GetSQLLines() const {
 
 QStringList TOstQuery::ColumnNames() const { return m_columns; }
 
+QStringList TOstQuery::GetParamLines() const {
+    QStringList lines;
+    for (auto it = m_params.begin(); it != m_params.end(); ++it)
+        lines << (it.value().isNull() ? it.key() : it.key() + u'=' + it.value().toString());
+    return lines;
+}
+
+void TOstQuery::SetParamLines(const QStringList& lines) {
+    m_params.clear();
+    for (const QString& l : lines) {
+        const qsizetype eq = l.indexOf(u'=');
+        const QString name = (eq < 0 ? l : l.left(eq)).trimmed();
+        if (!name.isEmpty()) m_params.insert(name, eq < 0 ? QVariant() : QVariant(l.mid(eq + 1)));
+    }
+}
+
 namespace {
 // Prepares each statement of a text in turn.
 template <class F> void ForEachStatement(sqlite3* db, OstUserSqlGuard& guard, const QString& sql, F&& each) {

@@ -9,6 +9,8 @@
 class TOstQuery : public TOstDataSet {
     Q_OBJECT
     Q_PROPERTY(QStringList SQL READ GetSQLLines WRITE SetSQLLines)
+    // The parameters as "Name=Value" lines (a line without "=" is NULL), as files store them.
+    Q_PROPERTY(QStringList Params READ GetParamLines WRITE SetParamLines)
 
 public:
     explicit TOstQuery(TComponent* owner = nullptr);
@@ -23,6 +25,9 @@ public:
     void SetParam(const QString& name, const QVariant& value) { m_params.insert(name, value); }
     QVariant ParamValue(const QString& name) const { return m_params.value(name); }
     void ClearParams() { m_params.clear(); }
+    QStringList ParamNames() const { return m_params.keys(); }
+    QStringList GetParamLines() const;
+    void SetParamLines(const QStringList& lines);
     // Runs a statement (or several separated by ";") that returns no rows.
     void ExecSQL();
     int RowsAffected() const { return m_rowsAffected; }

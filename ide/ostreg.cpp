@@ -8,6 +8,8 @@
 #include "engine/ostquery.h"
 #include "ide/ostqueryeditor.h"
 #include "ide/osttableeditor.h"
+#include "migration/core/classicdataset.h"
+#include "migration/ostclassicprops.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 #include "studio/designintf/dsdesign.h"
@@ -22,6 +24,8 @@ namespace {
 
 const QString kPage = QStringLiteral("Ostra");
 const QString kSplashCaption = QStringLiteral("Ostra 6");
+// The classic datasets over Qt SQL, the sources of a conversion.
+const QString kClassicPage = QStringLiteral("Qt SQL");
 
 // A bitmap resource of the package, drawn at the size splash entries use.
 std::unique_ptr<QPixmap> LoadBitmapResource(const QString& name) {
@@ -82,6 +86,12 @@ void Register() {
                            PropertyEditorOf<TOstBlobproviderFieldProperty>());
     RegisterPropertyEditor(str, &TOstDataSet::staticMetaObject, QStringLiteral("Filter"),
                            PropertyEditorOf<TOstDataSetFilterProperty>());
+    // 8. The classic datasets, on a page of their own.
+    RegisterComponents<TTable, TQuery>(kClassicPage);
+    RegisterPropertyEditor(str, &TTable::staticMetaObject, QStringLiteral("TableName"),
+                           PropertyEditorOf<TClassicTableNameProperty>());
+    RegisterPropertyEditor(str, &TTable::staticMetaObject, QStringLiteral("IndexName"),
+                           PropertyEditorOf<TClassicIndexNameProperty>());
 }
 
 const char* OstraPackageDescription() { return "Ostra 6 design-time package"; }

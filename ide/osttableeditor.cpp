@@ -3,6 +3,8 @@
 #include "common/ostdialogservice.h"
 #include "designer/osttabledesigner.h"
 #include "engine/ostdataset.h"
+#include "migration/core/classicdataset.h"
+#include "migration/ostpropertyimportform.h"
 #include "studio/designintf/designer.h"
 
 #include <QAction>
@@ -47,12 +49,8 @@ QString WithoutExtension(const QString& name) {
     return dot > folder ? name.left(dot) : name;
 }
 
-// Whether the class or one it derives from is the BDE's table class.
-bool IsBdeTable(const TComponent* c) {
-    for (const QMetaObject* m = c->metaObject(); m; m = m->superClass())
-        if (qstrcmp(m->className(), "TTable") == 0) return true;
-    return false;
-}
+// Whether the component is a classic table (of Qt SQL), the source a conversion reads.
+bool IsBdeTable(const TComponent* c) { return qobject_cast<const TTable*>(c) != nullptr; }
 
 void CenterOnScreen(QWidget* w) {
     QScreen* screen = QGuiApplication::primaryScreen();
@@ -189,6 +187,9 @@ bool TOstTableEditor::RestructureTable(bool newTable) {
     return designer.exec() == QDialog::Accepted;
 }
 
-// Carrying BDE tables over needs the dataset converter; until it comes the
-// verb does nothing.
-void TOstTableEditor::ImportTableProperties() {}
+void TOstTableEditor::ImportTableProperties() {
+    TPropertyImportBrownieForm wizard;
+    wizard.SetTable(Table());
+    CenterOnScreen(&wizard);
+    wizard.exec();
+}

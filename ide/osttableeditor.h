@@ -35,6 +35,8 @@ public:
     // "Cannot perform this on a closed table" unless the table is active or
     // a new table with a name is being defined.
     bool RestructureTable(bool newTable);
+    // The table import wizard: a classic table of the same module carried
+    // over to a new engine table that this component then names.
     void ImportTableProperties();
 
     TOstTable* Table() const;

@@ -9,6 +9,7 @@
 #include "engine/base/tclassregistry.h"
 #include "engine/base/tdatamodule.h"
 #include "ide/ostqueryeditor.h"
+#include "migration/core/classicdataset.h"
 #include "ide/ostreg.h"
 #include "ide/osttableeditor.h"
 #include "query/ostfilterdlg.h"
@@ -94,7 +95,10 @@ const QStringList kExpectedLog = {
     "property editor QString TOstDataSet.DatabaseName", "property editor QString TOstTable.TableName",
     "property editor QString TOstTable.IndexName", "property editor QString TOstTable.FulltextIndexName",
     "property editor QString TOstEnumValueSet.EnumField", "property editor QString TOstBlobProvider.FieldName",
-    "property editor QString TOstDataSet.Filter"};
+    "property editor QString TOstDataSet.Filter",
+    // 8. the classic datasets
+    "class TTable", "class TQuery", "component Qt SQL/TTable", "component Qt SQL/TQuery",
+    "property editor QString TTable.TableName", "property editor QString TTable.IndexName"};
 
 template <class E> bool EditorIs(TComponent* c) { return dynamic_cast<E*>(GetComponentEditor(c, nullptr).get()); }
 template <class E> bool PropertyEditorIs(TComponent* c, const char* prop) {
@@ -141,7 +145,8 @@ void TstOstReg::registersEveryStepInOrder() {
     ScopedSplash scoped(&splash);
     Register();
     QCOMPARE(RegistrationLog(), kExpectedLog);
-    QCOMPARE(PalettePages(), QStringList({"Ostra"}));
+    QCOMPARE(PalettePages(), QStringList({"Ostra", "Qt SQL"}));
+    QCOMPARE(PaletteClasses("Qt SQL"), QList<const QMetaObject*>({&TTable::staticMetaObject, &TQuery::staticMetaObject}));
     QList<const QMetaObject*> palette{&TOstTable::staticMetaObject,        &TOstQuery::staticMetaObject,
                                       &TOstDatabase::staticMetaObject,     &TOstEnumValueSet::staticMetaObject,
                                       &TOstBatchMove::staticMetaObject,    &TOstBlobProvider::staticMetaObject};
@@ -150,6 +155,7 @@ void TstOstReg::registersEveryStepInOrder() {
     TDataModule root;
     QVERIFY(qobject_cast<TOstLargeIntField*>(CreateComponentOfClass("TOstLargeIntField", &root)));
     // The palette icons come with the package.
+    palette << &TTable::staticMetaObject << &TQuery::staticMetaObject;
     for (const QMetaObject* cls : palette)
         QVERIFY2(QFile::exists(QStringLiteral(":/palette/%1.svg").arg(cls->className())), cls->className());
 }
@@ -217,7 +223,7 @@ void TstOstReg::tableAndQueryVerbsMarkTheModuleModified() {
         d.SetUnmodified();
         auto editor = GetComponentEditor(c, &d);
         // The dataset verb comes first; the table's own verbs follow it.
-        QCOMPARE(editor->GetVerbCount(), c == query ? 1 : 6);
+        QCOMPARE(editor->GetVerbCount(), c == query ? 3 : 6);
         QCOMPARE(editor->GetVerb(0), QStringLiteral("Fields Editor..."));
         editor->ExecuteVerb(0);
         QVERIFY(d.IsModified());

@@ -73,15 +73,16 @@ void TstStudioPackages::packageLoadsOnceAndFillsSplash() {
     QVERIFY(!splash.PluginEntries()[0].Bitmap.isNull());
     QVERIFY(!splash.PluginEntries()[0].Unlicensed);
 
-    QCOMPARE(PalettePages(), QStringList({"Data Access", "Ostra"}));
+    QCOMPARE(PalettePages(), QStringList({"Data Access", "Ostra", "Qt SQL"}));
     QCOMPARE(ClassNames(PaletteClasses("Data Access")), QStringList({"TDataSource"}));
     QCOMPARE(ClassNames(PaletteClasses("Ostra")), kOstraClasses);
+    QCOMPARE(ClassNames(PaletteClasses("Qt SQL")), QStringList({"TTable", "TQuery"}));
 
     const QList<TLoadedPackage> packages = TPackageLoader::Packages();
     QCOMPARE(packages.size(), 1);
     QCOMPARE(packages[0].FileName, QFileInfo(PackagePath()).absoluteFilePath());
     QCOMPARE(packages[0].Description, QStringLiteral("Ostra 6 design-time package"));
-    QCOMPARE(packages[0].Pages, QStringList({"Ostra"}));
+    QCOMPARE(packages[0].Pages, QStringList({"Ostra", "Qt SQL"}));
     QCOMPARE(TPackageLoader::FirstPackagePage(), QStringLiteral("Ostra"));
 
     // Once per process, however the file is named: nothing registers twice.
