@@ -443,21 +443,13 @@ bool OstConnection::UnlockQuietly(const QString& file) {
 }
 
 // SQLite allows ten attached files; the catalog may take one of them, and
-// files of other databases attached for a copy take theirs.
+// one is left for a file of another database that a copy reads.
 int OstConnection::AttachLimit() const {
-    return (QFileInfo::exists(QDir(m_location).filePath(QLatin1String(kCatalogFile))) ? 8 : 9) - m_foreign.size();
+    return QFileInfo::exists(QDir(m_location).filePath(QLatin1String(kCatalogFile))) ? 8 : 9;
 }
 
 QString OstConnection::AttachForeign(const QString& file) {
     if (InTransaction() || !UnlockQuietly(file)) return QString();
-    // The table files' share shrinks by one place: the least recently used go first.
-    while (!m_singleFile && !m_attachOrder.isEmpty() && m_attached.size() > AttachLimit() - 1) {
-        try {
-            Release(m_attachOrder.first());
-        } catch (const EOstraError&) {
-            return QString(); // still in use
-        }
-    }
     if (QueryInt(QStringLiteral("SELECT count(*) FROM pragma_database_list WHERE seq >= 2")) >= 10) return QString();
     QString alias;
     for (int i = 0; alias.isEmpty() || m_foreign.contains(alias); ++i) alias = QStringLiteral("src:%1").arg(i);

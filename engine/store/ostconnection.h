@@ -105,10 +105,10 @@ public:
     // Detaches a table file of a directory database (before delete or rename).
     void Release(const QString& tableName);
     // Attaches a file of another database, read-only, under a schema name of
-    // its own (returned quoted) so that one statement can copy from it; it
-    // takes one of the attachable places until DetachForeign. Empty when that
-    // cannot be: a transaction is open, no place can be freed, or the file
-    // is encrypted with keys this process does not hold.
+    // its own (returned quoted) so that one statement can copy from it, until
+    // DetachForeign; the table files leave one place for it. Empty when that
+    // cannot be: a transaction is open, the place is taken, or the file is
+    // encrypted with keys this process does not hold.
     QString AttachForeign(const QString& file);
     void DetachForeign(const QString& schema);
     QStringList TableNames(bool systemTables);

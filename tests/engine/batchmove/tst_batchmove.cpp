@@ -518,10 +518,11 @@ void TstBatchMove::copyBetweenEncryptedDatabases() {
     }
 }
 
-// A directory database with every attachable place taken: one table file
-// steps aside for the source of another database, and comes back when used.
+// A directory database (a managed one, whose catalog takes a place too) with
+// every place its table files may take taken: the source of another database
+// gets the one left for it, and every table stays usable.
 void TstBatchMove::copyFromAnotherDatabaseWithEveryPlaceTaken() {
-    TestDb from(true), to(false);
+    TestDb from(true), to(false, true);
     MakeSimpleTables(from, false);
     FillNumbered(from, QStringLiteral("Src"), 300);
     MakeSimpleTables(to);
