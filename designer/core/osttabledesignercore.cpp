@@ -214,9 +214,11 @@ QString TOstTableDesignerCore::ApplyCost() {
         return builds ? QStringLiteral("Applying copies no rows; indexes that are new are built over the rows.")
                       : QStringLiteral("Applying changes the table in place: no rows are copied.");
     }
-    // The table as ApplyTableChanges hands it to the engine.
+    // The table as ApplyTableChanges hands it to the engine, on the same
+    // database (by its location: this component belongs to no module).
     TOstTable planned(nullptr);
-    planned.SetDatabaseName(t->GetDatabaseName());
+    TOstDatabase* db = t->GetDatabase();
+    planned.SetDatabaseName(db && !db->GetLocation().isEmpty() ? db->GetLocation() : t->GetDatabaseName());
     planned.SetTableName(t->GetTableName());
     try {
         planned.ReadDefinitions();
