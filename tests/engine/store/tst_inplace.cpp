@@ -137,11 +137,11 @@ std::unique_ptr<TOstTable> Items(TOstDatabase& db) {
     return t;
 }
 
-QString Schema(TOstDatabase& db) { return db.Connection()->Locate(QStringLiteral("Items")).schema; }
+QString Schema(TOstDatabase& db, const QString& table = QStringLiteral("Items")) { return db.Connection()->Locate(table).schema; }
 
-qint64 RootPage(TOstDatabase& db) {
+qint64 RootPage(TOstDatabase& db, const QString& table = QStringLiteral("Items")) {
     return db.Connection()->QueryInt(
-        QStringLiteral("SELECT rootpage FROM %1.sqlite_schema WHERE type = 'table' AND name = 'Items'").arg(Schema(db)));
+        QStringLiteral("SELECT rootpage FROM %1.sqlite_schema WHERE type = 'table' AND name = ?1").arg(Schema(db, table)), {table});
 }
 
 QString Query(TOstDatabase& db, const QString& sql) {
@@ -279,6 +279,8 @@ private slots:
     void otherChangesRebuildAndSayWhy();
     void renamesReachViewsAndTriggersEvenWhenOneIsBroken();
     void encryptedTableInPlace();
+    void fulltextIndexFollowsARenameInPlace_data() { OST_DATA_LAYOUTS() }
+    void fulltextIndexFollowsARenameInPlace();
     void foreignKeysAreCheckedWhenTheyCanBreak_data() { OST_DATA_LAYOUTS() }
     void foreignKeysAreCheckedWhenTheyCanBreak();
     void defaultsKeepTheirValueAfterLaterChanges_data() { OST_DATA_LAYOUTS() }
@@ -487,6 +489,43 @@ void TstInPlace::encryptedTableInPlace() {
     QString why;
     QVERIFY(!r->CanAlterInPlace(&why));
     QCOMPARE(why, QStringLiteral("its encryption changes, so its file is written anew"));
+}
+
+// A fulltext index over a column renamed in place is built again under the
+// new name; one that does not name it stays as it is.
+void TstInPlace::fulltextIndexFollowsARenameInPlace() {
+    QFETCH(bool, singleFile);
+    TestDb tdb(singleFile);
+    auto t = tdb.Table(QStringLiteral("Docs"));
+    AddColumn(*t, "Id", dtAutoInc);
+    AddColumn(*t, "Title", dtString, 60);
+    AddColumn(*t, "Body", dtMemo);
+    AddColumn(*t, "Note", dtMemo);
+    t->CreateTable();
+    tdb.Exec("INSERT INTO Docs(Title, Body, Note) VALUES ('red fox', 'quick brown fox', 'north'), ('lazy dog', 'sleeps', 'south')");
+    t->AddFulltextIndex2(QStringLiteral("Words.fti"), QStringLiteral("Title;Body"), QStringLiteral("WordsDict"), QString());
+    t->AddFulltextIndex2(QStringLiteral("Notes.fti"), QStringLiteral("Note"), QStringLiteral("NotesDict"), QString());
+    auto hits = [&](const QString& words, const QString& index) {
+        return tdb.Scalar(QStringLiteral("SELECT group_concat(RecordId) FROM ostra_search('Docs', %1, %2)")
+                              .arg(OstQuoteString(words), OstQuoteString(index))).toString();
+    };
+    const qint64 root = RootPage(*tdb.db, QStringLiteral("Docs"));
+    t->ReadDefinitions();
+    Def(*t, "Body")->SetName(QStringLiteral("Text"));
+    AddColumn(*t, "Extra", dtInteger);
+    QVERIFY(t->CanAlterInPlace());
+    const EOstraError e = Raised([&] { t->AlterTable(); });
+    QVERIFY2(e.ErrorCode() == 0, qPrintable(e.Message()));
+    QCOMPARE(RootPage(*tdb.db, QStringLiteral("Docs")), root);
+    t->ReadDefinitions();
+    QCOMPARE(t->FulltextIndexDefs()[0]->Fields, QStringLiteral("Title;Text"));
+    QCOMPARE(hits(QStringLiteral("quick"), QStringLiteral("Words.fti")), QStringLiteral("1"));
+    QCOMPARE(hits(QStringLiteral("south"), QStringLiteral("Notes.fti")), QStringLiteral("2"));
+    tdb.Exec("INSERT INTO Docs(Title, Text, Note) VALUES ('grey wolf', 'a quick cousin', 'east')");
+    tdb.Exec("UPDATE Docs SET Note = 'south again' WHERE Id = 1");
+    QCOMPARE(hits(QStringLiteral("quick"), QStringLiteral("Words.fti")), QStringLiteral("1,3"));
+    QCOMPARE(hits(QStringLiteral("south"), QStringLiteral("Notes.fti")), QStringLiteral("1,2"));
+    QCOMPARE(tdb.Scalar("SELECT Relevance FROM WordsDict WHERE Keyword = 'quick'").toInt(), 2);
 }
 
 // In place no row changes, so a foreign key that stays as it was is not
