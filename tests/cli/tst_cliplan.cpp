@@ -285,6 +285,20 @@ void TestCliPlan::planSaysWhatApplyingCosts() {
     r = RunOstra({"plan", d.db, d.File("moved.json", QJsonDocument(def).toJson())});
     EXPECT_OK(r);
     QVERIFY2(r.out.endsWith(Rebuilds(QStringLiteral("column \"Region\" moves"))), r.Describe().constData());
+    // alter says which it was.
+    const QString moved = d.File("moved.json", QJsonDocument(def).toJson());
+    r = RunOstra({"alter", d.db, moved});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Restructured Goods (2 rows)\n"));
+    columns = DescribeJson(d.db, "Goods")["columns"].toArray();
+    QJsonObject region = columns[1].toObject();
+    region["size"] = 30;
+    columns[1] = region;
+    def = DescribeJson(d.db, "Goods");
+    def["columns"] = columns;
+    r = RunOstra({"alter", d.db, d.File("widened.json", QJsonDocument(def).toJson())});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Restructured Goods in place (2 rows)\n"));
     // An index alone copies nothing; JSON and diff stay lists.
     def = DescribeJson(d.db, "Goods");
     def["indexes"] = QJsonArray{QJsonObject{{"name", "ByQty"}, {"fields", "Qty"}}};
