@@ -1,17 +1,23 @@
 #!/usr/bin/env bash
-# Kills `ostra` with SIGKILL at random points of a restructure, a batch move and
-# an encryption change, and checks that every outcome is exactly the old state
-# or exactly the new one, with nothing left beside the table files.
+# Kills `ostra` with SIGKILL at random points of a restructure (a rebuild and
+# one made in place), batch moves (within a database and between two) and an
+# encryption change, and checks that every outcome is exactly the old state or
+# exactly the new one, with nothing left beside the table files.
 #
-#   bench/crashloop.sh [N] [--rows=N] [--cases=alter,copy,encrypt]
+#   bench/crashloop.sh [N] [--rows=N] [--cases=alter,inplace,copy,xcopy,encrypt]
 #                      [--layouts=directory,single] [--max-minutes=M] [--dir=DIR] [--keep]
 #
 # N (default 20) kills per case and layout. Cases:
 #   alter    `ostra alter DB big.json`: a table Big of --rows rows (default 200,000;
 #            8 columns, 3 indexes) restructured: a column renamed and widened,
 #            one retyped, one added - a full rebuild;
+#   inplace  `ostra alter DB inplace.json`: Big changed in place (a column
+#            renamed, one widened, one added with a default, a check dropped):
+#            the operation is short, so many runs end before the kill;
 #   copy     `ostra copy DB Big DB Dst --mode=copy`: Dst (1,000 other rows)
 #            replaced by the rows of Big;
+#   xcopy    the same from the other layout's database (a single-file source
+#            for a directory database and the reverse): Big's file attached;
 #   encrypt  `ostra --password=PW alter DB enc.json`: Big changed from no
 #            encryption to Rijndael/AES. Directory databases only (a table of a
 #            single-file database takes the database's encryption).
@@ -37,7 +43,7 @@ OSTRA=$(realpath "${OSTRA:-build/cli/ostra}")
 [ -x "$OSTRA" ] || { echo "crashloop: $OSTRA not found (cmake --build build --target ostra)" >&2; exit 2; }
 command -v sqlite3 >/dev/null || { echo "crashloop: the sqlite3 shell is needed" >&2; exit 2; }
 
-n=20 rows=200000 cases=alter,copy,encrypt layouts=directory,single max_minutes=45 base= keep=0
+n=20 rows=200000 cases=alter,inplace,copy,xcopy,encrypt layouts=directory,single max_minutes=45 base= keep=0
 for a in "$@"; do
   case "$a" in
     --rows=*) rows=${a#*=} ;;
@@ -47,7 +53,7 @@ for a in "$@"; do
     --dir=*) base=${a#*=} ;;
     --keep) keep=1 ;;
     [0-9]*) n=$a ;;
-    *) echo "usage: bench/crashloop.sh [N] [--rows=N] [--cases=alter,copy,encrypt] [--layouts=directory,single] [--max-minutes=M] [--dir=DIR] [--keep]" >&2; exit 2 ;;
+    *) echo "usage: bench/crashloop.sh [N] [--rows=N] [--cases=alter,inplace,copy,xcopy,encrypt] [--layouts=directory,single] [--max-minutes=M] [--dir=DIR] [--keep]" >&2; exit 2 ;;
   esac
 done
 work=$(mktemp -d "${base:-${TMPDIR:-/tmp}}/crashloop.XXXXXX")
@@ -115,7 +121,8 @@ big_json='{"name": "Big", "columns": [
   {"name": "Flag", "type": "dtBoolean"}, {"name": "Note", "type": "dtMemo"}],
   "indexes": [{"name": "PK", "fields": "Id", "options": ["primary"]},
               {"name": "ByCode", "fields": "Code", "options": ["unique"]},
-              {"name": "ByName", "fields": "Name;Qty"}]}'
+              {"name": "ByName", "fields": "Name;Qty"}],
+  "checks": [{"condition": "Qty >= 0", "message": "Qty must not be negative"}]}'
 
 fill_sql() { # $1 table, $2 rows, $3 offset
   echo "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < $2)
@@ -151,18 +158,37 @@ d["columns"].insert(2, {"name": "Region", "type": "dtString", "size": 20, "expre
 for ix in d["indexes"]:
     ix["fields"] = ix["fields"].replace("Name", "Label")
 json.dump(d, open(work + "/alter.json", "w"))
+d = json.load(open(work + "/described.json"))
+for c in d["columns"]:
+    if c["name"] == "Name": c["name"] = "Label"
+    if c["name"] == "Code": c["size"] = 20
+d["columns"].append({"name": "Region", "type": "dtString", "size": 20, "expression": "'north'"})
+for ix in d["indexes"]:
+    ix["fields"] = ix["fields"].replace("Name", "Label")
+d["checks"] = []
+json.dump(d, open(work + "/inplace.json", "w"))
 PY
+  # The source of xcopy: a database of the other layout holding Big.
+  local other=$work/$layout/other ob
+  mkdir -p "$other"
+  if [ "$layout" = single ]; then ob=$other/db; "$OSTRA" create-db "$ob" >/dev/null || die "create-db failed"
+  else ob=$other/db.ostd; "$OSTRA" create-db "$ob" --single-file >/dev/null || die "create-db failed"; fi
+  "$OSTRA" create-table "$ob" "$work/big-def.json" >/dev/null || die "create-table Big (other) failed"
+  "$OSTRA" sql "$ob" "$(fill_sql Big "$rows" 70000000)" >/dev/null || die "filling Big (other) failed"
+  echo "$ob" >"$work/$layout/other-db"
 }
 
 # The command of a case against db.
 op_cmd() {
   case "$1" in
     alter) echo "$OSTRA" alter "$2" "$work/alter.json" ;;
+    inplace) echo "$OSTRA" alter "$2" "$work/inplace.json" ;;
     copy) echo "$OSTRA" copy "$2" Big "$2" Dst --mode=copy ;;
+    xcopy) echo "$OSTRA" copy "$(cat "$3")" Big "$2" Dst --mode=copy ;;
     encrypt) echo "$OSTRA" --password="$pw" alter "$2" "$work/enc.json" ;;
   esac
 }
-checked_table() { [ "$1" = copy ] && echo Dst || echo Big; }
+checked_table() { case "$1" in copy | xcopy) echo Dst ;; *) echo Big ;; esac; }
 
 # Whether process $1 has a file of directory $2 open.
 holds_file() { find "/proc/$1/fd" -maxdepth 1 -lname "$2/*" 2>/dev/null | grep -q .; }
@@ -175,7 +201,7 @@ start_op() { # case layout dir
   fdir=$(files_dir "$2" "$3")
   before=$(snapshot "$fdir")
   # shellcheck disable=SC2046
-  $(op_cmd "$1" "$(db_in "$2" "$3")") </dev/null >"$3.log" 2>&1 &
+  $(op_cmd "$1" "$(db_in "$2" "$3")" "$work/$2/other-db") </dev/null >"$3.log" 2>&1 &
   op_pid=$!
   local t0=$SECONDS
   while kill -0 "$op_pid" 2>/dev/null; do

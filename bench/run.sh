@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and the command line tool, then runs both benchmarks.
+# Builds the benchmarks and the command line tool, then runs the restructure,
+# bulk insert and batch move benchmarks.
 #
 #   bench/run.sh [--no-build] [DIR]
 #
 # DIR (default: a temporary directory) receives the database files; it needs
-# about 700 MB free. Each benchmark takes two to three minutes on a 2-core
-# machine. Extra options go to the benchmarks through BENCH_ALTER_ARGS and
-# BENCH_SQL_ARGS, e.g. BENCH_ALTER_ARGS="--rows=200000 --runs=5".
+# about 900 MB free. Each benchmark takes two to three minutes on a 2-core
+# machine. Extra options go to the benchmarks through BENCH_ALTER_ARGS,
+# BENCH_SQL_ARGS and BENCH_BATCHMOVE_ARGS, e.g. BENCH_ALTER_ARGS="--rows=200000 --runs=5".
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,14 +25,14 @@ done
 if [ $build = 1 ]; then
     # Only what the benchmarks need; scripts/build.sh builds everything.
     cmake -S . -B build -G Ninja >/dev/null
-    cmake --build build -j "$(nproc)" --target bench_alter ostra
+    cmake --build build -j "$(nproc)" --target bench_alter bench_batchmove ostra
 fi
 
 if [ -z "$dir" ]; then
     dir=$(mktemp -d)
     trap 'rm -rf "$dir"' EXIT
 fi
-mkdir -p "$dir/alter" "$dir/sql"
+mkdir -p "$dir/alter" "$dir/sql" "$dir/batchmove"
 
 echo "== bench_alter"
 # shellcheck disable=SC2086
@@ -40,3 +41,7 @@ echo
 echo "== bench_sql"
 # shellcheck disable=SC2086
 bash bench/bench_sql.sh "$dir/sql" ${BENCH_SQL_ARGS:-}
+echo
+echo "== bench_batchmove"
+# shellcheck disable=SC2086
+build/bench/bench_batchmove "$dir/batchmove" ${BENCH_BATCHMOVE_ARGS:-}

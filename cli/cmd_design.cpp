@@ -17,6 +17,7 @@
 #include <QJsonObject>
 #include <QTextStream>
 #include <cstdio>
+#include <functional>
 #include <unistd.h>
 
 namespace cli {
@@ -44,6 +45,9 @@ public:
     TAnswer GetQuestionResult(const QString& text) override { return Ask(text) ? Yes : No; }
     bool ConfirmModifications(const TModifications& list) override {
         for (const QString& line : list.Lines()) Out(line + u'\n');
+        // What the apply will cost: in place, or a rebuild that copies every row.
+        if (cost && !list.IsEmpty())
+            if (const QString line = cost(); !line.isEmpty()) Out(line + u'\n');
         if (m_listOnly) return false;
         if (m_yes) return true;
         if (!StdinIsTerminal()) {
@@ -79,6 +83,7 @@ public:
     }
 
     bool failed = false, declined = false;
+    std::function<QString()> cost; // the line after the change list
 
 private:
     bool Ask(const QString& question) {
@@ -225,9 +230,14 @@ int Design(const TDesignRequest& r) {
     core.WorkingTableReplaced();
 
     if (!r.apply) {
-        PrintPlan(core.RefreshModificationsList(), r.json);
+        const TModifications& list = core.RefreshModificationsList();
+        PrintPlan(list, r.json);
+        // A plan says after the list what applying it costs (a diff lists only).
+        if (!r.json && !r.ignoreName && !list.IsEmpty())
+            if (const QString line = core.ApplyCost(); !line.isEmpty()) Out(line + u'\n');
         return 0;
     }
+    view.cost = [&core] { return core.ApplyCost(); };
     if (core.Apply()) {
         const qint64 rows = Rows(db.Name(), target);
         Out(QStringLiteral("%1 %2 (%3 %4)\n")

@@ -103,7 +103,9 @@ int CmdAlter(const Args& a) {
             progressShown = true;
         };
     }
+    bool inPlace = false;
     try {
+        inPlace = t.CanAlterInPlace();
         t.AlterTable();
     } catch (...) {
         if (progressShown) Err(QStringLiteral("\n"));
@@ -111,7 +113,10 @@ int CmdAlter(const Args& a) {
     }
     if (progressShown) Err(QStringLiteral("\n"));
     const qint64 rows = RowCount(db.Name(), name);
-    Out(QStringLiteral("Restructured %1 (%2 %3)\n").arg(name).arg(rows).arg(rows == 1 ? QStringLiteral("row") : QStringLiteral("rows")));
+    Out(QStringLiteral("Restructured %1%2 (%3 %4)\n")
+            .arg(name, inPlace ? QStringLiteral(" in place") : QString())
+            .arg(rows)
+            .arg(rows == 1 ? QStringLiteral("row") : QStringLiteral("rows")));
     return 0;
 }
 

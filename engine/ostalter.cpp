@@ -1,11 +1,13 @@
 // TOstTable::AlterTable: restructures the stored table to the definitions the
 // component holds (engine/store/ostrestructure), re-encrypting its file first
-// when the method or password changes (engine/crypt).
+// when the method or password changes (engine/crypt); CanAlterInPlace tells
+// beforehand whether that copies the table's rows.
 #include "engine/ostdataset.h"
 
 #include "engine/crypt/ostcryptaccess.h"
 #include "engine/store/ostconnection.h"
 #include "engine/store/ostfileswap.h"
+#include "engine/store/ostinplace.h"
 #include "engine/store/ostrestructure.h"
 #include "engine/store/ostschema.h"
 #include "engine/store/ostvalidate.h"
@@ -37,18 +39,47 @@ private:
 
 } // namespace
 
+namespace {
+
+// The stored definitions of the component's table and those it is to get.
+struct AlterPlan {
+    QString name;
+    OstTableMeta stored, planned;
+};
+
+AlterPlan PlanAlter(OstConnection& c, const QString& tableName, const OstTableMeta& wanted) {
+    AlterPlan p;
+    p.name = OstNormalizeTableName(tableName, c.SingleFile());
+    OstValidateTableName(p.name, c.SingleFile());
+    if (!c.TableExists(p.name) || !c.ReadMeta(p.name, p.stored))
+        throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(p.name));
+    p.stored.name = p.name;
+    p.planned = OstRestructurePlan(p.stored, wanted);
+    OstValidateMeta(p.planned, &c);
+    return p;
+}
+
+} // namespace
+
+bool TOstTable::CanAlterInPlace(QString* reason) {
+    auto c = RequireConnection();
+    const AlterPlan p = PlanAlter(*c, m_tableName, ToMeta());
+    QString why;
+    if (OstCryptRekeyNeeded(*CryptRequester(), *c, p.name, p.planned.encryption))
+        why = QStringLiteral("its encryption changes, so its file is written anew");
+    else
+        why = OstPlanInPlace(p.stored, p.planned, *c).rebuildReason;
+    if (reason) *reason = why;
+    return why.isEmpty();
+}
+
 void TOstTable::AlterTable() {
     auto c = RequireConnection();
     if (c->ReadOnly()) throw EOstraError(OstErr::ReadOnly, QStringLiteral("The database is opened read-only"));
-    const QString name = OstNormalizeTableName(m_tableName, c->SingleFile());
-    OstValidateTableName(name, c->SingleFile());
-    OstTableMeta oldMeta;
-    if (!c->TableExists(name) || !c->ReadMeta(name, oldMeta))
-        throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(name));
-    oldMeta.name = name;
-
-    const OstTableMeta nm = OstRestructurePlan(oldMeta, ToMeta());
-    OstValidateMeta(nm, c.get());
+    const AlterPlan plan = PlanAlter(*c, m_tableName, ToMeta());
+    const QString& name = plan.name;
+    const OstTableMeta& oldMeta = plan.stored;
+    const OstTableMeta& nm = plan.planned;
     OstExtensions::Prepare(*c, nm);
 
     const bool wasActive = Active();

@@ -1,7 +1,8 @@
 // TOstBatchMove: one Execute resolves the datasets and mappings, then moves
-// the records in one transaction of the destination's database, by one
-// INSERT ... SELECT when both are engine tables of one database, else record
-// by record (engine/batchmove holds the plan and the writer).
+// the records in one transaction of the destination's database, by INSERT
+// ... SELECT in record-id slices when both are engine tables (a source in
+// another database is attached to the destination's connection for it), else
+// record by record (engine/batchmove holds the plan and the writer).
 #include "engine/ostbatchmove.h"
 
 #include "engine/batchmove/ostbatchmovewriter.h"
@@ -52,6 +53,8 @@ private:
     void ResolveSource();
     void OpenReport();
     void EmptyDestination(const OstTableLocation& dst);
+    void AttachSource();
+    void DetachSource();
     void PrepareSql();
     void MoveBySql();
     void MoveByDataset();
@@ -65,6 +68,7 @@ private:
     TOstTable* m_dst = nullptr;
     QString m_dstName, m_srcName;  // the srcName only when the source is read by SQL
     std::shared_ptr<OstConnection> m_conn, m_srcConn; // the source's only when it is read by SQL
+    QString m_foreign; // the schema a source of another database is attached under, on the destination's connection
     OstBatchPlan m_plan;
     std::unique_ptr<OstBatchWriter> m_writer;
     std::unique_ptr<OstStmt> m_rows, m_copy; // the source's records by id range; the copy of a range
@@ -79,6 +83,7 @@ private:
 };
 
 OstBatchRun::~OstBatchRun() {
+    DetachSource();
     // The source is left as it was found: closed, or open on the same record.
     try {
         if (m_openedSource) m_source->Close();
@@ -96,8 +101,11 @@ void OstBatchRun::Run() {
     if (keyed) OstResolveKey(m_plan);
     OpenReport();
 
-    // Everything the transaction touches must be reachable before it starts.
+    // Everything the transaction touches must be reachable before it starts;
+    // a source of another database first, before the destination's files.
     if (!m_srcName.isEmpty()) m_srcConn->Locate(m_srcName);
+    if (!m_srcName.isEmpty() && m_srcConn != m_conn && (m_mode == TOstBatchMove::batAppend || m_mode == TOstBatchMove::batCopy))
+        AttachSource();
     const OstBatchWriter::Action action = m_mode == TOstBatchMove::batUpdate         ? OstBatchWriter::Update
                                           : m_mode == TOstBatchMove::batAppendUpdate ? OstBatchWriter::InsertOrUpdate
                                           : m_mode == TOstBatchMove::batDelete       ? OstBatchWriter::Delete
@@ -120,6 +128,7 @@ void OstBatchRun::Run() {
         m_conn->Rollback();
         throw;
     }
+    DetachSource();
     m_move.m_moved = m_moved;
     m_move.m_problems = m_problems;
     m_move.m_keyViols = m_keyViols;
@@ -224,10 +233,27 @@ void OstBatchRun::OpenReport() {
         throw EOstraError(OstErr::IoError, QStringLiteral("Cannot write the report file \"%1\": %2").arg(file, m_report->errorString()));
 }
 
+// A source table of another database of the engine is attached, read-only,
+// to the destination's connection: its file in a directory database, the
+// whole file of a single-file one; an encrypted one with the keys its own
+// connection unlocked it with. When that cannot be, it is read record by record.
+void OstBatchRun::AttachSource() {
+    const QString file = m_srcConn->SingleFile() ? m_srcConn->Location() : m_srcConn->TableFile(m_srcName);
+    m_foreign = m_conn->AttachForeign(file);
+}
+
+void OstBatchRun::DetachSource() {
+    if (m_foreign.isEmpty()) return;
+    m_copy.reset();
+    m_conn->DetachForeign(m_foreign);
+    m_foreign.clear();
+}
+
 // The source is an engine table read in record-id slices. When it is of the
-// destination's database, a slice of the append and copy modes is one INSERT
-// ... SELECT; a slice in which a record fails is undone by SQLite (the
-// statement fails as a whole) and redone record by record to report it.
+// destination's database, or attached to its connection, a slice of the
+// append and copy modes is one INSERT ... SELECT; a slice in which a record
+// fails is undone by SQLite (the statement fails as a whole) and redone
+// record by record to report it.
 void OstBatchRun::PrepareSql() {
     const QString src = m_srcConn->Locate(m_srcName).qualified();
     const QString dst = m_conn->Locate(m_dstName).qualified();
@@ -235,13 +261,15 @@ void OstBatchRun::PrepareSql() {
     for (const OstBatchColumn& c : m_plan.columns) read << OstQuoteIdent(m_plan.src[c.src].name);
     m_rows = std::make_unique<OstStmt>(m_srcConn->Db(), QStringLiteral("SELECT %1 FROM %2 WHERE rowid BETWEEN ?1 AND ?2 ORDER BY rowid")
                                                             .arg(read.join(u','), src));
-    if (m_srcConn != m_conn || (m_mode != TOstBatchMove::batAppend && m_mode != TOstBatchMove::batCopy)) return;
+    if (m_mode != TOstBatchMove::batAppend && m_mode != TOstBatchMove::batCopy) return;
+    if (m_srcConn != m_conn && m_foreign.isEmpty()) return;
+    const QString from = m_srcConn == m_conn ? src : m_foreign + QLatin1Char('.') + OstQuoteIdent(m_srcName);
     for (const OstBatchColumn& c : m_plan.columns) {
         into << OstQuoteIdent(m_plan.dst.columns[c.dst].name);
         select << OstBatchCopyExpression(*m_conn, m_plan, c);
     }
     m_copy = std::make_unique<OstStmt>(m_conn->Db(), QStringLiteral("INSERT INTO %1(%2) SELECT %3 FROM %4 AS ost_src WHERE ost_src.rowid BETWEEN ?1 AND ?2")
-                                                         .arg(dst, into.join(u','), select.join(u','), src));
+                                                         .arg(dst, into.join(u','), select.join(u','), from));
 }
 
 void OstBatchRun::MoveBySql() {

@@ -21,11 +21,13 @@
 // insert, a dtAutoInc column takes the source's value (a new one when that is
 // null), calculated columns cannot be written.
 //
-// An engine table copied into a table of the same database is copied by
-// statements inside the database (append and copy modes, the source neither
-// filtered nor ordered by an index); a slice of records in which a problem
-// occurs is redone record by record, so the problems are reported as above.
-// Every other combination goes record by record.
+// An engine table copied into an engine table is copied by statements in
+// record-id slices (append and copy modes, the source neither filtered nor
+// ordered by an index): inside the database, or with the source's file
+// attached to the destination's connection when it is another database
+// (encrypted files included); a slice of records in which a problem occurs is
+// redone record by record, so the problems are reported as above. Every other
+// combination goes record by record.
 #pragma once
 
 #include "engine/ostengine.h"
@@ -100,7 +102,7 @@ public:
     // Records that could not be moved, key violations included.
     int ProblemCount() const { return m_problems; }
     int KeyViolCount() const { return m_keyViols; }
-    // True when the last Execute copied with statements inside the database.
+    // True when the last Execute copied with statements (INSERT ... SELECT).
     bool UsedFastPath() const { return m_fastPath; }
 
     // Called with this component, 0 to 100, and an abort flag; setting the

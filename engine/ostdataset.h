@@ -148,7 +148,17 @@ public:
     void EmptyTable();
     void RenameTable(const QString& newName);
     // Restructures the stored table to the definitions this component holds.
+    // Changes that no stored row can contradict (a column added at the end,
+    // nullable or with a constant default; a column renamed; wider text; a
+    // higher precision; a check dropped or its message changed; a foreign key
+    // dropped; capacity; a collation no index depends on) are made in place,
+    // without copying a row; the table comes out as a rebuild leaves it.
     void AlterTable();
+    // Whether AlterTable would apply the definitions this component holds in
+    // place; when not, reason says why the rows must be copied ("column
+    // \"Qty\" changes its type, and its values are converted"). Raises as
+    // AlterTable does for invalid definitions or a missing table.
+    bool CanAlterInPlace(QString* reason = nullptr);
     void AddIndex(const QString& name, const QString& fields, TIndexOptions options,
                   const QString& descFields = QString());
     void DeleteIndex(const QString& name);

@@ -205,6 +205,33 @@ bool TOstTableDesignerCore::NeedRestructure() const {
     return m_storedKeyFields.join(u';') != m_keyFields.join(u';');
 }
 
+QString TOstTableDesignerCore::ApplyCost() {
+    TOstTable* t = DesignedTable();
+    if (m_readOnlyView || !t || !m_working || m_modifications.IsEmpty()) return QString();
+    if (m_newTable) return QStringLiteral("Applying creates the table.");
+    if (!NeedRestructure()) {
+        const bool builds = m_modifications.DefTypeCount(mtIndex) + m_modifications.DefTypeCount(mtFulltext) > 0;
+        return builds ? QStringLiteral("Applying copies no rows; indexes that are new are built over the rows.")
+                      : QStringLiteral("Applying changes the table in place: no rows are copied.");
+    }
+    // The table as ApplyTableChanges hands it to the engine, on the same
+    // database (by its location: this component belongs to no module).
+    TOstTable planned(nullptr);
+    TOstDatabase* db = t->GetDatabase();
+    planned.SetDatabaseName(db && !db->GetLocation().isEmpty() ? db->GetLocation() : t->GetDatabaseName());
+    planned.SetTableName(t->GetTableName());
+    try {
+        planned.ReadDefinitions();
+        CopyToTable(planned);
+        if (m_storedKeyFields.join(u';') != m_keyFields.join(u';')) AlignPrimaryIndex(planned);
+        QString reason;
+        if (planned.CanAlterInPlace(&reason)) return QStringLiteral("Applying changes the table in place: no rows are copied.");
+        return QStringLiteral("Applying rebuilds the table, copying every row: %1.").arg(reason);
+    } catch (const EOstraError& e) {
+        return QStringLiteral("Applying would fail: %1").arg(e.Message());
+    }
+}
+
 // ---------------------------------------------------------------- columns
 
 QString TOstTableDesignerCore::CalcNewColumnName(const QString& base, int start) const {

@@ -97,6 +97,10 @@ public:
     const TModifications& Modifications() const { return m_modifications; }
     bool ResetCollations() const { return m_resetCollations; }
     bool NeedRestructure() const;
+    // What applying the current change list costs, as one sentence: whether
+    // the table is created, changed in place or rebuilt with every row
+    // copied (and why). Empty when there is nothing to apply.
+    QString ApplyCost();
 
     // ---- columns (positions are 0-based)
     QString CalcNewColumnName(const QString& base, int start) const;

@@ -312,37 +312,65 @@ void OstCryptNewDatabase::Prepare(sqlite3* db) {
 
 // ---------------------------------------------------------------- rekey
 
+namespace {
+
+// Whether a table's file must be written anew for the method (and the
+// table's password), and under which keys (none: plain). With dryRun nothing
+// is written (a managed database's key salt is not made).
+struct RekeyDecision {
+    bool swap = false;
+    KeysPtr current, next;
+};
+
+RekeyDecision DecideRekey(const OstCryptRequester& table, OstConnection& c, const QString& tableName, const QString& file,
+                          int method, bool dryRun) {
+    RekeyDecision d;
+    const QString what = QStringLiteral("table \"%1\"").arg(tableName);
+    c.Locate(tableName); // unlocks the file as it is now
+    const FileInfo info = OstVfsInspect(file);
+    d.current = info.encrypted ? OstKeyring::Get(file) : nullptr;
+    if (info.encrypted && !d.current)
+        throw EOstraError(OstErr::Password, QStringLiteral("%1 is encrypted and needs a password").arg(Capitalized(what)));
+    const Target target = Resolve(c, method);
+    if (Encrypts(target.method)) {
+        RequireAvailable(target.method);
+        const bool sameKind = info.encrypted && info.method == target.method && info.databaseKey == target.databaseKey;
+        // A table's own password, or for "Default" its database's.
+        QString password = target.databaseKey ? MakeRequest(c, file, tableName, true, &table).candidates.value(0)
+                                              : table.Password();
+        // No password given: an encrypted table keeps its key.
+        if (password.isEmpty() && sameKind) return d;
+        if (password.isEmpty()) password = table.DatabasePassword();
+        if (password.isEmpty()) throw EOstraError(OstErr::Password, NeedsPassword(what, target.method));
+        const QByteArray secret = SecretOrThrow(target.method, password, what);
+        const QByteArray databaseSalt = target.databaseKey ? DatabaseSalt(c, !dryRun) : QByteArray();
+        if (sameKind && (!target.databaseKey || !databaseSalt.isEmpty()) &&
+            SameKeys(*DeriveKeys(target.method, info.salt, secret, databaseSalt), *d.current))
+            return d;
+        d.swap = true;
+        if (!dryRun) d.next = DeriveKeys(target.method, NewSalt(), secret, databaseSalt);
+    } else {
+        d.swap = info.encrypted;
+    }
+    return d;
+}
+
+} // namespace
+
+bool OstCryptRekeyNeeded(const OstCryptRequester& table, OstConnection& c, const QString& tableName, int method) {
+    if (c.SingleFile()) return false;
+    return DecideRekey(table, c, tableName, c.TableFile(tableName), method, true).swap;
+}
+
 OstCryptRekey::OstCryptRekey(const OstCryptRequester& table, OstConnection& c, const QString& tableName, int method,
                              const QStringList& followers, const QString& master)
     : m_c(c), m_name(tableName) {
     if (c.SingleFile()) return; // the database's encryption covers its tables
     m_file = c.TableFile(tableName);
     const QString what = QStringLiteral("table \"%1\"").arg(tableName);
-    c.Locate(tableName); // unlocks the file as it is now
-    const FileInfo info = OstVfsInspect(m_file);
-    const KeysPtr current = info.encrypted ? OstKeyring::Get(m_file) : nullptr;
-    if (info.encrypted && !current)
-        throw EOstraError(OstErr::Password, QStringLiteral("%1 is encrypted and needs a password").arg(Capitalized(what)));
-    const Target target = Resolve(c, method);
-
-    KeysPtr next;
-    if (Encrypts(target.method)) {
-        RequireAvailable(target.method);
-        const bool sameKind = info.encrypted && info.method == target.method && info.databaseKey == target.databaseKey;
-        // A table's own password, or for "Default" its database's.
-        QString password = target.databaseKey ? MakeRequest(c, m_file, tableName, true, &table).candidates.value(0)
-                                              : table.Password();
-        // No password given: an encrypted table keeps its key.
-        if (password.isEmpty() && sameKind) return;
-        if (password.isEmpty()) password = table.DatabasePassword();
-        if (password.isEmpty()) throw EOstraError(OstErr::Password, NeedsPassword(what, target.method));
-        const QByteArray secret = SecretOrThrow(target.method, password, what);
-        const QByteArray databaseSalt = target.databaseKey ? DatabaseSalt(c, true) : QByteArray();
-        if (sameKind && SameKeys(*DeriveKeys(target.method, info.salt, secret, databaseSalt), *current)) return;
-        next = DeriveKeys(target.method, NewSalt(), secret, databaseSalt);
-    } else if (!info.encrypted) {
-        return;
-    }
+    const RekeyDecision decision = DecideRekey(table, c, tableName, m_file, method, false);
+    if (!decision.swap) return;
+    const KeysPtr current = decision.current, next = decision.next;
     if (c.InTransaction())
         throw EOstraError(OstErr::General,
                           QStringLiteral("The encryption of %1 cannot change inside a running transaction").arg(what));

@@ -79,6 +79,10 @@ private:
     bool m_encrypted = false;
 };
 
+// Whether OstCryptRekey would write the table's file anew for this method and
+// the table's password (asks nobody, writes nothing).
+bool OstCryptRekeyNeeded(const OstCryptRequester& table, OstConnection& c, const QString& tableName, int method);
+
 // A change of a table's method or password, done as part of a restructure.
 // The constructor writes the table's file anew under the new keys (VACUUM
 // INTO a new file) and swaps it in (OstFileSwap), keeping the old file aside;

@@ -263,26 +263,38 @@ void OstConnection::Exec(const QString& sql) {
 }
 
 namespace {
-int AuthorizeDdl(void* refused, int action, const char* a1, const char*, const char*, const char*) {
+struct DdlAuth {
+    bool alter = false;
+    int refused = 0;
+};
+int AuthorizeDdl(void* data, int action, const char* a1, const char*, const char*, const char*) {
+    auto* auth = static_cast<DdlAuth*>(data);
     const bool schemaTable = a1 && (sqlite3_stricmp(a1, "sqlite_master") == 0 || sqlite3_stricmp(a1, "sqlite_temp_master") == 0 ||
                                     sqlite3_stricmp(a1, "sqlite_schema") == 0 || sqlite3_stricmp(a1, "sqlite_sequence") == 0);
     switch (action) {
     case SQLITE_CREATE_TABLE: case SQLITE_CREATE_INDEX: case SQLITE_READ: case SQLITE_FUNCTION: case SQLITE_REINDEX:
-        return SQLITE_OK;
+        if (!auth->alter) return SQLITE_OK;
+        break;
+    case SQLITE_ALTER_TABLE:
+        if (auth->alter) return SQLITE_OK;
+        break;
     case SQLITE_INSERT: case SQLITE_UPDATE: case SQLITE_DELETE:
         if (schemaTable) return SQLITE_OK;
         break;
     default: break;
     }
-    *static_cast<int*>(refused) = action;
+    // ALTER TABLE reads the schema (and checks it with a SELECT of its own) to rewrite it.
+    if (auth->alter && (action == SQLITE_READ || action == SQLITE_FUNCTION || action == SQLITE_SELECT)) return SQLITE_OK;
+    auth->refused = action;
     return SQLITE_DENY;
 }
 } // namespace
 
-void OstConnection::ExecDdl(const QString& sql) {
+void OstConnection::ExecDdl(const QString& sql, bool alter) {
     const QByteArray text = sql.toUtf8();
-    int refused = 0;
-    sqlite3_set_authorizer(m_db, AuthorizeDdl, &refused);
+    DdlAuth auth;
+    auth.alter = alter;
+    sqlite3_set_authorizer(m_db, AuthorizeDdl, &auth);
     sqlite3_stmt* st = nullptr;
     const char* tail = nullptr;
     const int rc = sqlite3_prepare_v2(m_db, text.constData(), static_cast<int>(text.size()), &st, &tail);
@@ -292,8 +304,8 @@ void OstConnection::ExecDdl(const QString& sql) {
         const QString msg = rc != SQLITE_OK ? QString::fromUtf8(sqlite3_errmsg(m_db)) : QStringLiteral("more than one statement");
         sqlite3_finalize(st);
         throw EOstraError(OstErr::InvalidDefinition,
-                          refused ? QStringLiteral("The definition asks for an operation the engine does not allow here (%1)").arg(refused)
-                                  : QStringLiteral("The definition cannot be stored: %1").arg(msg));
+                          auth.refused ? QStringLiteral("The definition asks for an operation the engine does not allow here (%1)").arg(auth.refused)
+                                       : QStringLiteral("The definition cannot be stored: %1").arg(msg));
     }
     const int step = sqlite3_step(st);
     sqlite3_finalize(st);
@@ -430,9 +442,34 @@ bool OstConnection::UnlockQuietly(const QString& file) {
     return OstCipher().UnlockQuietly(*this, file);
 }
 
-// SQLite allows ten attached files; the catalog may take one of them.
+// SQLite allows ten attached files; the catalog may take one of them, and
+// one is left for a file of another database that a copy reads.
 int OstConnection::AttachLimit() const {
     return QFileInfo::exists(QDir(m_location).filePath(QLatin1String(kCatalogFile))) ? 8 : 9;
+}
+
+QString OstConnection::AttachForeign(const QString& file) {
+    if (InTransaction() || !UnlockQuietly(file)) return QString();
+    if (QueryInt(QStringLiteral("SELECT count(*) FROM pragma_database_list WHERE seq >= 2")) >= 10) return QString();
+    QString alias;
+    for (int i = 0; alias.isEmpty() || m_foreign.contains(alias); ++i) alias = QStringLiteral("src:%1").arg(i);
+    const QString uri = QStringLiteral("file:") + QString::fromUtf8(QUrl::toPercentEncoding(file, "/")) + QStringLiteral("?mode=ro");
+    try {
+        Exec(QStringLiteral("ATTACH %1 AS %2").arg(OstQuoteString(uri), OstQuoteIdent(alias)));
+    } catch (const EOstraError&) {
+        return QString();
+    }
+    m_foreign.append(alias);
+    return OstQuoteIdent(alias);
+}
+
+void OstConnection::DetachForeign(const QString& schema) {
+    for (const QString& alias : m_foreign)
+        if (OstQuoteIdent(alias) == schema) {
+            const QByteArray sql = QStringLiteral("DETACH %1").arg(schema).toUtf8();
+            if (sqlite3_exec(m_db, sql.constData(), nullptr, nullptr, nullptr) == SQLITE_OK) m_foreign.removeOne(alias);
+            return;
+        }
 }
 
 void OstConnection::Release(const QString& tableName) {

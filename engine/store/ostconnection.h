@@ -8,10 +8,12 @@
 
 #include <QHash>
 #include <QVariant>
+#include <functional>
 #include <memory>
 #include <sqlite3.h>
 
 struct OstTableMeta;
+struct OstForeignKeyMeta;
 
 // The application id in the header of every single-file database ("OSTD").
 constexpr int OstApplicationId = 1330861124;
@@ -71,7 +73,8 @@ public:
     // Runs one CREATE TABLE or CREATE INDEX statement that the engine composed
     // from definitions: exactly one statement, which may create and read but
     // not drop, write rows, attach, change settings or end the transaction.
-    void ExecDdl(const QString& sql);
+    // With alter, the statement is one ALTER TABLE instead (and may create nothing).
+    void ExecDdl(const QString& sql, bool alter = false);
     qint64 QueryInt(const QString& sql, const QVariantList& args = {});
     QString QueryText(const QString& sql, const QVariantList& args = {});
     // Raises EOstraError with the engine's wording for the current SQLite error.
@@ -101,6 +104,13 @@ public:
     bool UnlockQuietly(const QString& file);
     // Detaches a table file of a directory database (before delete or rename).
     void Release(const QString& tableName);
+    // Attaches a file of another database, read-only, under a schema name of
+    // its own (returned quoted) so that one statement can copy from it, until
+    // DetachForeign; the table files leave one place for it. Empty when that
+    // cannot be: a transaction is open, the place is taken, or the file is
+    // encrypted with keys this process does not hold.
+    QString AttachForeign(const QString& file);
+    void DetachForeign(const QString& schema);
     QStringList TableNames(bool systemTables);
 
     // Definitions stored with the table.
@@ -117,8 +127,10 @@ public:
     // Foreign-key triggers for every table currently reachable; rebuilt after
     // any change of definitions.
     void RefreshIntegrityTriggers();
-    // Checks every foreign key touching tableName; raises on the first violation.
-    void CheckForeignKeys(const QString& tableName);
+    // Checks every foreign key touching tableName (those which lets through,
+    // when given); raises on the first violation.
+    using OstForeignKeyFilter = std::function<bool(const OstTableMeta& child, const OstForeignKeyMeta& fk)>;
+    void CheckForeignKeys(const QString& tableName, const OstForeignKeyFilter& which = {});
     // All stored definitions (reads every table file of a directory database).
     QList<OstTableMeta> AllMetas();
 
@@ -164,6 +176,7 @@ private:
     int m_triggersGeneration = -1;
     QString m_triggersAttached;
     QStringList m_attachOrder;          // least recently used first
+    QStringList m_foreign;              // schema names of files of other databases
     bool m_attachInTransaction = false; // set while settling foreign keys
     bool m_fkQueued = false;            // rows wait in a foreign-key queue
 };

@@ -570,7 +570,7 @@ void OstConnection::SettleForeignKeys() {
 // The other table of a foreign key may be one that is not attached (a
 // directory database with many tables); its file is then read on its own.
 // The table being checked is attached, and may hold changes not yet committed.
-void OstConnection::CheckForeignKeys(const QString& tableName) {
+void OstConnection::CheckForeignKeys(const QString& tableName, const OstForeignKeyFilter& which) {
     const QList<OstTableMeta> metas = CachedMetas();
     std::unique_ptr<OstFileReader> reader;
     auto attached = [&](const QString& name) { return m_singleFile || m_attached.contains(name.toLower()); };
@@ -578,7 +578,7 @@ void OstConnection::CheckForeignKeys(const QString& tableName) {
         for (const OstForeignKeyMeta& fk : child.foreignKeys) {
             const bool isChild = child.name.compare(tableName, Qt::CaseInsensitive) == 0;
             const bool isParent = fk.parentTable.compare(tableName, Qt::CaseInsensitive) == 0;
-            if (!isChild && !isParent) continue;
+            if ((!isChild && !isParent) || (which && !which(child, fk))) continue;
             const QStringList cc = ColumnsOf(fk.childFields), pc = ColumnsOf(fk.parentFields);
             if (cc.isEmpty() || cc.size() != pc.size()) continue;
             const int k = cc.size();

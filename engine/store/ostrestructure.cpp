@@ -1,14 +1,16 @@
 // Restructuring a stored table to new definitions in one transaction. Columns
 // are matched by column number, so renamed and moved columns keep their
-// data; record ids, the auto-increment counter, triggers and views survive;
-// foreign keys are checked before the commit. Definitions that change no
-// stored structure are written without touching a row; everything else
-// copies the rows into a new table in record-id slices.
+// data; record ids, the auto-increment counter, triggers and views survive,
+// and views and triggers follow renamed columns; foreign keys are checked
+// before the commit. Changes that no stored row can contradict are made in
+// place (ostinplace); everything else copies the rows into a new table in
+// record-id slices.
 #include "engine/store/ostrestructure.h"
 
 #include "engine/filter/ostfilter.h"
 #include "engine/store/ostcollation.h"
 #include "engine/store/ostconnection.h"
+#include "engine/store/ostinplace.h"
 #include "engine/store/ostschema.h"
 #include "engine/store/osttableextension.h"
 
@@ -18,40 +20,6 @@
 
 namespace {
 
-// Integer types by the range they hold, narrowest first.
-int IntegerRank(int t) {
-    switch (t) {
-    case dtSmallInt: return 1;
-    case dtWord: return 2;
-    case dtInteger: return 3;
-    case dtLargeInt: return 4;
-    default: return 0;
-    }
-}
-
-// True when every stored value of the old column is already a valid value of the
-// new one, so it is copied as it is.
-bool SameStorage(const OstColumnMeta& o, const OstColumnMeta& n) {
-    if (o.type == n.type) {
-        if (IsSizedTextType(n.type) && n.size < o.size) return false;
-        if (n.type == dtFloat && n.precision != 0 && (o.precision == 0 || n.precision < o.precision)) return false;
-        if (n.type == dtTime && n.precision != o.precision) return false;
-        if (n.type == dtEnum && n.spec != o.spec) return false;
-        return true;
-    }
-    // Widening integers: SmallInt and Word both fit Integer, everything fits LargeInt.
-    const int ro = IntegerRank(o.type), rn = IntegerRank(n.type);
-    if (ro && rn) return rn == 4 || (rn == 3 && ro < 3);
-    if (o.type == dtLink && n.type == dtLargeLink) return true;
-    if ((ro || o.type == dtFloat) && n.type == dtFloat) return n.precision == 0 && o.type != dtLargeInt;
-    // Narrow text fits wide text, sized text fits longer or unsized text.
-    const bool oNarrow = o.type == dtChar || o.type == dtString || o.type == dtMemo;
-    if (!IsTextType(o.type) || !IsTextType(n.type) || (IsWideType(o.type) && !IsWideType(n.type))) return false;
-    if (!oNarrow && !IsWideType(o.type)) return false;
-    if (IsSizedTextType(n.type)) return IsSizedTextType(o.type) && n.size >= o.size;
-    return true;
-}
-
 // Copy expression for one column of the new table, or empty to let its default apply.
 QString CopyExpression(const OstTableMeta& oldMeta, const OstTableMeta& nm, const OstColumnMeta& n) {
     const OstColumnMeta* o = nullptr;
@@ -60,7 +28,7 @@ QString CopyExpression(const OstTableMeta& oldMeta, const OstTableMeta& nm, cons
     if (!o || OstIsGeneratedColumn(*o)) return QString();
     const QString src = OstQuoteIdent(o->name);
     if (n.type == dtAutoInc) return o->type == dtAutoInc ? src : QStringLiteral("COALESCE(%1, rowid)").arg(src);
-    QString e = SameStorage(*o, n) ? src
+    QString e = OstStoredValuesFit(*o, n) ? src
                                    : QStringLiteral("ost_convert(%1, %2, %3, %4, %5, %6)")
                                          .arg(src).arg(n.type).arg(n.size).arg(n.precision)
                                          .arg(OstQuoteString(n.spec), OstQuoteString(n.name));
@@ -140,6 +108,40 @@ bool CompanionOfOthers(OstConnection& c, const QString& table, const QString& co
     return false;
 }
 
+// In place no row changes: only keys that are new or changed, or whose
+// columns compare otherwise (another collation), can be broken.
+OstConnection::OstForeignKeyFilter ForeignKeysToCheck(const OstTableMeta& stored, const OstTableMeta& nm) {
+    QSet<int> recollated;
+    for (const OstColumnMeta& n : nm.columns)
+        for (const OstColumnMeta& o : stored.columns)
+            if (o.number == n.number && OstColumnCollation(stored, o) != OstColumnCollation(nm, n)) recollated.insert(n.number);
+    auto numbers = [](const OstTableMeta& m, const QString& fields) {
+        QList<int> out;
+        for (const QString& entry : OstSplitFields(fields)) {
+            const OstColumnMeta* col = m.Column(OstDoubleUnQuote(entry));
+            out << (col ? col->number : -1);
+        }
+        return out;
+    };
+    return [=](const OstTableMeta& child, const OstForeignKeyMeta& fk) {
+        const QString table = nm.name;
+        if (child.name.compare(table, Qt::CaseInsensitive) == 0) {
+            const OstForeignKeyMeta* before = nullptr;
+            for (const OstForeignKeyMeta& b : stored.foreignKeys)
+                if (b.name.compare(fk.name, Qt::CaseInsensitive) == 0) before = &b;
+            if (!before || before->parentTable.compare(fk.parentTable, Qt::CaseInsensitive) != 0 ||
+                before->parentFields != fk.parentFields || numbers(stored, before->childFields) != numbers(nm, fk.childFields))
+                return true;
+            for (int n : numbers(nm, fk.childFields))
+                if (n < 0 || recollated.contains(n)) return true;
+        }
+        if (fk.parentTable.compare(table, Qt::CaseInsensitive) == 0)
+            for (int n : numbers(nm, fk.parentFields))
+                if (n < 0 || recollated.contains(n)) return true;
+        return false;
+    };
+}
+
 class Restructure {
 public:
     static void Run(OstConnection& c, const OstTableMeta& oldMeta, const OstTableMeta& nm,
@@ -152,21 +154,18 @@ public:
             if (fk.parentTable.compare(name, Qt::CaseInsensitive) != 0) c.Locate(fk.parentTable);
         for (const QString& d : rekeyedDictionaries) c.Locate(d);
         const OstTableLocation loc = c.Locate(name);
-
-        // Definitions that change no stored structure need no rebuild.
-        const bool sameTable = OstCreateTableSql(oldMeta, loc.schema, loc.table) == OstCreateTableSql(nm, loc.schema, loc.table);
-        const bool sameIndexes = OstCreateIndexesSql(oldMeta, loc.schema, loc.table) == OstCreateIndexesSql(nm, loc.schema, loc.table);
-        bool sameColumns = oldMeta.columns.size() == nm.columns.size();
-        for (int i = 0; sameColumns && i < nm.columns.size(); ++i)
-            sameColumns = oldMeta.columns[i].number == nm.columns[i].number && oldMeta.columns[i].name == nm.columns[i].name;
+        // Changes that no stored row can contradict are made on the schema alone.
+        const OstInPlacePlan plan = OstPlanInPlace(oldMeta, nm, c);
 
         c.Exec(QStringLiteral("PRAGMA legacy_alter_table=ON"));
         c.Begin();
         try {
             // Extensions (fulltext indexes) are taken down before a rebuild and built again over the copied rows.
-            const bool rebuild = !(sameTable && sameIndexes && sameColumns);
+            const bool rebuild = !plan.InPlace();
             OstExtensions::BeforeChange(c, loc, oldMeta, nm, rebuild);
             if (!rebuild) {
+                OstChangeInPlace(c, loc, oldMeta, nm, plan);
+                progress(50);
                 c.WriteMeta(nm);
             } else {
                 Rebuild(c, loc, oldMeta, nm, progress);
@@ -180,7 +179,8 @@ public:
             }
             OstExtensions::AfterChange(c, loc, oldMeta, nm, rebuild);
             c.BumpGeneration();
-            c.CheckForeignKeys(name);
+            if (rebuild) c.CheckForeignKeys(name);
+            else c.CheckForeignKeys(name, ForeignKeysToCheck(oldMeta, nm));
             progress(99);
             c.Commit();
         } catch (...) {
@@ -219,9 +219,11 @@ private:
                                                                .arg(st.Int64(1)));
     }
 
-    static void Rebuild(OstConnection& c, const OstTableLocation& loc, const OstTableMeta& oldMeta, const OstTableMeta& nm,
+    static void Rebuild(OstConnection& c, const OstTableLocation& loc, const OstTableMeta& stored, const OstTableMeta& nm,
                         const OstProgress& progress) {
         const QString name = nm.name;
+        // Columns that keep their data take their new names first, and views and triggers with them.
+        const OstTableMeta oldMeta = OstRenameForRebuild(c, loc, stored, nm);
         const QString temp = QStringLiteral("__ost_new_") + nm.uid;
         const QString tempQ = OstQuoteIdent(temp);
 

@@ -165,7 +165,7 @@ QVector<OstCheckSql> OstColumnCheckSql(const OstColumnMeta& c) {
     }
 }
 
-static QString SqlType(int t) {
+QString OstSqlType(int t) {
     switch (t) {
     case dtSmallInt: case dtInteger: case dtWord: case dtAutoInc: case dtLink: case dtLargeLink: case dtLargeInt:
     case dtBoolean: return QStringLiteral("INTEGER");
@@ -199,34 +199,36 @@ QVector<OstCheckSql> OstTableCheckSql(const OstTableMeta& m) {
     return out;
 }
 
+QString OstColumnSql(const OstTableMeta& m, const OstColumnMeta& c, bool withChecks) {
+    QString def = Q(c.name) + QLatin1Char(' ') + OstSqlType(c.type);
+    if (c.type == dtAutoInc && OstAutoIncColumn(m) == m.ColumnIndex(c.name)) return def + QStringLiteral(" PRIMARY KEY AUTOINCREMENT");
+    const QString coll = OstColumnCollation(m, c);
+    if (!coll.isEmpty()) def += QStringLiteral(" COLLATE ") + Q(OstSqlCollation(coll));
+    if (OstIsGeneratedColumn(c))
+        return def + QStringLiteral(" GENERATED ALWAYS AS (%1) VIRTUAL").arg(OstExpressionSql(m, c.expression, OstExprUse::Calculated));
+    if (!c.nullable)
+        def += QStringLiteral(" CONSTRAINT %1 NOT NULL").arg(Q(QStringLiteral("Column \"%1\" must have a value").arg(c.name)));
+    const QString dflt = OstColumnDefaultSql(m, c);
+    if (dflt != QStringLiteral("NULL")) def += QStringLiteral(" DEFAULT ") + dflt;
+    if (withChecks)
+        for (const OstCheckSql& ck : OstColumnCheckSql(c))
+            def += QStringLiteral(" CONSTRAINT %1 CHECK (%2)").arg(Q(ck.message), ck.condition);
+    return def;
+}
+
 QString OstCreateTableSql(const OstTableMeta& m, const QString& schema, const QString& table) {
     QStringList parts;
-    const int ai = OstAutoIncColumn(m);
-    for (int i = 0; i < m.columns.size(); ++i) {
-        const OstColumnMeta& c = m.columns[i];
-        QString def = Q(c.name) + QLatin1Char(' ') + SqlType(c.type);
-        if (i == ai) {
-            def += QStringLiteral(" PRIMARY KEY AUTOINCREMENT");
-            parts << def;
-            continue;
-        }
-        const QString coll = OstColumnCollation(m, c);
-        if (!coll.isEmpty()) def += QStringLiteral(" COLLATE ") + Q(OstSqlCollation(coll));
-        if (OstIsGeneratedColumn(c)) {
-            def += QStringLiteral(" GENERATED ALWAYS AS (%1) VIRTUAL").arg(OstExpressionSql(m, c.expression, OstExprUse::Calculated));
-        } else {
-            if (!c.nullable)
-                def += QStringLiteral(" CONSTRAINT %1 NOT NULL").arg(Q(QStringLiteral("Column \"%1\" must have a value").arg(c.name)));
-            const QString dflt = OstColumnDefaultSql(m, c);
-            if (dflt != QStringLiteral("NULL")) def += QStringLiteral(" DEFAULT ") + dflt;
-            for (const OstCheckSql& ck : OstColumnCheckSql(c))
-                def += QStringLiteral(" CONSTRAINT %1 CHECK (%2)").arg(Q(ck.message), ck.condition);
-        }
-        parts << def;
-    }
+    for (const OstColumnMeta& c : m.columns) parts << OstColumnSql(m, c, true);
     for (const OstCheckSql& ck : OstTableCheckSql(m))
         parts << QStringLiteral("CONSTRAINT %1 CHECK (%2)").arg(Q(ck.message), ck.condition);
     return QStringLiteral("CREATE TABLE %1.%2(\n  %3\n)").arg(schema, table, parts.join(QStringLiteral(",\n  ")));
+}
+
+QString OstStoredSql(const QString& sql, const QString& schema) {
+    // SQLite keeps a CREATE statement without the schema before the name.
+    for (const QString& head : {QStringLiteral("CREATE TABLE "), QStringLiteral("CREATE UNIQUE INDEX "), QStringLiteral("CREATE INDEX ")})
+        if (sql.startsWith(head + schema + QLatin1Char('.'))) return head + sql.mid(head.size() + schema.size() + 1);
+    return sql;
 }
 
 // The case-insensitive variant of a collation, for case-insensitive key columns.
@@ -278,13 +280,20 @@ QString OstIndexSql(const OstTableMeta& m, const OstIndexMeta& ix, const QString
              table, keys.join(QStringLiteral(", ")));
 }
 
+QVector<OstIndexStatement> OstIndexStatements(const OstTableMeta& m, const QString& schema, const QString& table) {
+    QVector<OstIndexStatement> out;
+    for (const OstIndexMeta& ix : m.indexes)
+        if (!(ix.options & ixNonMaintained)) out.append({OstIndexPhysicalName(m, ix.name), OstIndexSql(m, ix, schema, table)});
+    for (const OstColumnMeta& c : m.columns)
+        if (IsLinkType(c.type) && !c.special) {
+            const QString name = OstIndexPhysicalName(m, QStringLiteral("link$") + c.name);
+            out.append({name, QStringLiteral("CREATE INDEX %1.%2 ON %3(%4)").arg(schema, Q(name), table, Q(c.name))});
+        }
+    return out;
+}
+
 QStringList OstCreateIndexesSql(const OstTableMeta& m, const QString& schema, const QString& table) {
     QStringList out;
-    for (const OstIndexMeta& ix : m.indexes)
-        if (!(ix.options & ixNonMaintained)) out << OstIndexSql(m, ix, schema, table);
-    for (const OstColumnMeta& c : m.columns)
-        if (IsLinkType(c.type) && !c.special)
-            out << QStringLiteral("CREATE INDEX %1.%2 ON %3(%4)")
-                       .arg(schema, Q(OstIndexPhysicalName(m, QStringLiteral("link$") + c.name)), table, Q(c.name));
+    for (const OstIndexStatement& st : OstIndexStatements(m, schema, table)) out << st.sql;
     return out;
 }

@@ -14,6 +14,8 @@ void OstValidateTableName(const QString& name, bool singleFile);
 QString OstNormalizeTableName(const QString& name, bool singleFile);
 
 int OstAutoIncColumn(const OstTableMeta& meta);
+// The SQL type (and so the affinity) a column of the data type is stored with.
+QString OstSqlType(int dataType);
 
 // A named CHECK: the message a violation reports, and the SQL condition.
 struct OstCheckSql {
@@ -33,8 +35,19 @@ QString OstColumnDefaultSql(const OstTableMeta& meta, const OstColumnMeta& col);
 
 // CREATE TABLE for the definitions under schema.table (both already quoted).
 QString OstCreateTableSql(const OstTableMeta& meta, const QString& schema, const QString& table);
+// One column's definition in CREATE TABLE; without its CHECK constraints when
+// withChecks is false (what ALTER TABLE ADD COLUMN is given).
+QString OstColumnSql(const OstTableMeta& meta, const OstColumnMeta& col, bool withChecks);
+// A CREATE TABLE or CREATE INDEX statement of the two above as SQLite keeps it
+// in its schema: without "schema." before the name.
+QString OstStoredSql(const QString& sql, const QString& schema);
 // CREATE INDEX statements of every maintained index and link column.
 QStringList OstCreateIndexesSql(const OstTableMeta& meta, const QString& schema, const QString& table);
+// The same with the index's name in SQL (unquoted).
+struct OstIndexStatement {
+    QString name, sql;
+};
+QVector<OstIndexStatement> OstIndexStatements(const OstTableMeta& meta, const QString& schema, const QString& table);
 QString OstIndexSql(const OstTableMeta& meta, const OstIndexMeta& idx, const QString& schema, const QString& table);
 QString OstIndexPhysicalName(const OstTableMeta& meta, const QString& indexName);
 

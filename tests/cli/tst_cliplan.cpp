@@ -1,7 +1,8 @@
 // ostra plan, apply and diff as declarations: a file applied and planned
 // again lists nothing, columns are matched by number and else by name, the
 // table's name and password in the file, options written either way, the
-// change list as JSON, and one table's definition planned against another's.
+// change list as JSON, one table's definition planned against another's, and
+// the line that says whether applying changes the table in place or rebuilds it.
 #include "cli_helper.h"
 
 #include <QJsonArray>
@@ -25,6 +26,8 @@ namespace {
     } while (0)
 
 const QString NoChanges = QStringLiteral("\tNo changes to table structure\n");
+const QString InPlace = QStringLiteral("Applying changes the table in place: no rows are copied.\n");
+QString Rebuilds(const QString& reason) { return QStringLiteral("Applying rebuilds the table, copying every row: %1.\n").arg(reason); }
 
 const char* const Goods = R"js({"name": "Goods", "columns": [
   {"name": "Code", "type": "dtString", "size": 8, "nullable": false},
@@ -54,6 +57,7 @@ private slots:
     void optionsTakeTheirValueEitherWay();
     void planAsJson();
     void diffOfTwoTables();
+    void planSaysWhatApplyingCosts();
 };
 
 void TestCliPlan::appliedFilesPlanNothing() {
@@ -70,7 +74,8 @@ void TestCliPlan::appliedFilesPlanNothing() {
     ], "indexes": [{"name": "PK", "fields": "Code", "options": ["primary"]}, {"name": "ByQty", "fields": "Qty"}]})js");
     CliRun r = RunOstra({"plan", d.db, file});
     EXPECT_OK(r);
-    QCOMPARE(r.out, QStringLiteral("3\tNote added.\n4\tPrice added.\n\tPrimary key modified\n\tIndex ByQty added\n"));
+    QCOMPARE(r.out, QStringLiteral("3\tNote added.\n4\tPrice added.\n\tPrimary key modified\n\tIndex ByQty added\n") +
+                        Rebuilds(QStringLiteral("the primary key is added")));
     EXPECT_OK(RunOstra({"apply", d.db, file, "--yes"}));
     r = RunOstra({"plan", d.db, file});
     EXPECT_OK(r);
@@ -85,7 +90,8 @@ void TestCliPlan::appliedFilesPlanNothing() {
       {"name": "Price", "type": "dtFloat", "precision": 2}
     ], "indexes": [{"name": "PK", "fields": "Code", "options": ["primary"]}, {"name": "ByQty", "fields": "Qty"}]})js");
     r = RunOstra({"plan", d.db, fewer});
-    QCOMPARE(r.out, QStringLiteral("2\tCode position changed.\n1\tQty position changed.\n3\tNote deleted.\n3\tPrice position changed.\n"));
+    QCOMPARE(r.out, QStringLiteral("2\tCode position changed.\n1\tQty position changed.\n3\tNote deleted.\n3\tPrice position changed.\n") +
+                        Rebuilds(QStringLiteral("column \"Note\" is deleted")));
     EXPECT_OK(RunOstra({"apply", d.db, fewer, "--yes"}));
     QCOMPARE(RunOstra({"plan", d.db, fewer}).out, NoChanges);
     QCOMPARE(SqlCsv(d.db, "SELECT Qty, Code FROM Goods"), QStringLiteral("Qty,Code\n5,A1\n"));
@@ -102,7 +108,8 @@ void TestCliPlan::numbersWinOverNames() {
     ]})js");
     CliRun r = RunOstra({"plan", d.db, file});
     EXPECT_OK(r);
-    QCOMPARE(r.out, QStringLiteral("1\tQty renamed.\n2\tQty deleted.\n2\tCode added.\n"));
+    QCOMPARE(r.out, QStringLiteral("1\tQty renamed.\n2\tQty deleted.\n2\tCode added.\n") +
+                        Rebuilds(QStringLiteral("column \"Qty\" is deleted")));
     // A number that is no column of the table is refused, by name.
     EXPECT_FAIL(RunOstra({"plan", d.db, d.File("bad.json", R"js({"name": "Goods", "columns": [
       {"name": "Code", "type": "dtString", "size": 8, "number": 9}]})js")}),
@@ -152,7 +159,7 @@ void TestCliPlan::passwordInTheFile() {
     WriteTextFile(file, QJsonDocument(def).toJson());
     r = RunOstra({"apply", db, file, "--yes"});
     EXPECT_OK(r);
-    QCOMPARE(r.out, QStringLiteral("2\tExtra added.\nApplied to Vault (1 row)\n"));
+    QCOMPARE(r.out, QStringLiteral("2\tExtra added.\n") + InPlace + QStringLiteral("Applied to Vault (1 row)\n"));
     QCOMPARE(RunOstra({"plan", db, file}).out, NoChanges);
     // Without it, the table stays closed.
     def.remove("password");
@@ -184,7 +191,7 @@ void TestCliPlan::optionsTakeTheirValueEitherWay() {
     QJsonObject def = QJsonDocument::fromJson(Goods).object();
     def["name"] = "Stock";
     const QString file = d.File("stock.json", QJsonDocument(def).toJson());
-    const QString plan = QStringLiteral("\tTable renamend to Stock\n");
+    const QString plan = QStringLiteral("\tTable renamend to Stock\n") + InPlace;
     QCOMPARE(RunOstra({"plan", d.db, file, "--table=Goods"}).out, plan);
     QCOMPARE(RunOstra({"plan", d.db, file, "--table", "Goods"}).out, plan);
     QCOMPARE(RunOstra({"plan", "--table", "Goods", d.db, file}).out, plan);
@@ -241,6 +248,66 @@ void TestCliPlan::diffOfTwoTables() {
     QCOMPARE(RunOstra({"plan", d.db, d.File("goods.json", Goods)}).out, NoChanges);
     EXPECT_FAIL(RunOstra({"diff", d.db, "Nothing", other, "Items"}), 1, "table \"Nothing\" does not exist");
     EXPECT_FAIL(RunOstra({"diff", d.db, "Goods"}), 2, "missing arguments");
+}
+
+void TestCliPlan::planSaysWhatApplyingCosts() {
+    TDb d;
+    EXPECT_OK(RunOstra({"create-db", d.db}));
+    // A new table is created.
+    CliRun r = RunOstra({"plan", d.db, d.File("goods.json", Goods)});
+    EXPECT_OK(r);
+    QVERIFY2(r.out.endsWith(QStringLiteral("Applying creates the table.\n")), r.Describe().constData());
+    EXPECT_OK(RunOstra({"create-table", d.db, d.File("goods.json", Goods)}));
+    EXPECT_OK(RunOstra({"sql", d.db, "INSERT INTO Goods(Code, Qty) VALUES ('A1', 5), ('B2', 7)"}));
+    QJsonObject def = DescribeJson(d.db, "Goods");
+    QJsonArray columns = def["columns"].toArray();
+    // A wider column and a new one at the end: in place.
+    QJsonObject code = columns[0].toObject();
+    code["size"] = 20;
+    columns[0] = code;
+    columns.append(QJsonObject{{"name", "Region"}, {"type", "dtString"}, {"size", 10}, {"expression", "'north'"}});
+    def["columns"] = columns;
+    const QString wider = d.File("wider.json", QJsonDocument(def).toJson());
+    r = RunOstra({"plan", d.db, wider});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("1\tCode extended.\n3\tRegion added.\n") + InPlace);
+    // apply says it too, before it asks, and does what it said.
+    r = RunOstra({"apply", d.db, wider, "--yes"});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("1\tCode extended.\n3\tRegion added.\n") + InPlace + QStringLiteral("Applied to Goods (2 rows)\n"));
+    QCOMPARE(SqlCsv(d.db, "SELECT Code, Qty, Region FROM Goods ORDER BY Code"), QStringLiteral("Code,Qty,Region\nA1,5,north\nB2,7,north\n"));
+    // The same column moved: a rebuild, and why.
+    columns = DescribeJson(d.db, "Goods")["columns"].toArray();
+    const QJsonValue qty = columns.takeAt(1);
+    columns.append(qty);
+    def = DescribeJson(d.db, "Goods");
+    def["columns"] = columns;
+    r = RunOstra({"plan", d.db, d.File("moved.json", QJsonDocument(def).toJson())});
+    EXPECT_OK(r);
+    QVERIFY2(r.out.endsWith(Rebuilds(QStringLiteral("column \"Region\" moves"))), r.Describe().constData());
+    // alter says which it was.
+    const QString moved = d.File("moved.json", QJsonDocument(def).toJson());
+    r = RunOstra({"alter", d.db, moved});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Restructured Goods (2 rows)\n"));
+    columns = DescribeJson(d.db, "Goods")["columns"].toArray();
+    QJsonObject region = columns[1].toObject();
+    region["size"] = 30;
+    columns[1] = region;
+    def = DescribeJson(d.db, "Goods");
+    def["columns"] = columns;
+    r = RunOstra({"alter", d.db, d.File("widened.json", QJsonDocument(def).toJson())});
+    EXPECT_OK(r);
+    QCOMPARE(r.out, QStringLiteral("Restructured Goods in place (2 rows)\n"));
+    // An index alone copies nothing; JSON and diff stay lists.
+    def = DescribeJson(d.db, "Goods");
+    def["indexes"] = QJsonArray{QJsonObject{{"name", "ByQty"}, {"fields", "Qty"}}};
+    const QString indexed = d.File("indexed.json", QJsonDocument(def).toJson());
+    QCOMPARE(RunOstra({"plan", d.db, indexed}).out,
+             QStringLiteral("\tIndex ByQty added\nApplying copies no rows; indexes that are new are built over the rows.\n"));
+    r = RunOstra({"plan", d.db, indexed, "--json"});
+    QCOMPARE(QJsonDocument::fromJson(r.out.toUtf8()).array().size(), 1);
+    QCOMPARE(RunOstra({"diff", d.db, "Goods", indexed}).out, QStringLiteral("\tIndex ByQty added\n"));
 }
 
 QTEST_GUILESS_MAIN(TestCliPlan)

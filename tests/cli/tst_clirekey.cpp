@@ -85,13 +85,15 @@ void TestCliRekey::killedEncryptionChangeLeavesOldOrNew() {
     const QJsonObject plain = Describe(db);
     const QString fingerprint = Csv(db, Fingerprint);
     QVERIFY(!plain.isEmpty() && !fingerprint.isEmpty());
-    // Rijndael/AES, and Name widened: the new file is restructured after the swap.
+    // Rijndael/AES, Name widened and Note moved before Qty: the new file is
+    // rebuilt after the swap (a widening alone would be made in place).
     QJsonObject changed = plain;
     changed["encryption"] = 6;
     QJsonArray cols = changed["columns"].toArray();
     QJsonObject name = cols[2].toObject();
     name["size"] = 80;
     cols[2] = name;
+    cols.insert(3, cols.takeAt(4));
     changed["columns"] = cols;
     WriteTextFile(tmp.filePath("Items-aes.json"), QJsonDocument(changed).toJson());
 

@@ -2,8 +2,9 @@
 // a type change keeps what still applies, a rename stays done when the
 // restructure after it fails, a refused rename leaves the table open, the
 // indication offered to a new record id, the password asked when a method
-// is chosen, and the apply order with the engine's answers (indexes dropped
-// and added in the file, collations cleared when the level drops).
+// is chosen, the apply order with the engine's answers (indexes dropped and
+// added in the file, collations cleared when the level drops), and what an
+// apply will cost, said before it is made.
 #include "designer_helper.h"
 
 #include "designer/core/ostcolumnpropscore.h"
@@ -25,6 +26,7 @@ private slots:
     void indexChangesReachTheFile();
     void changedKeyReachesTheFile();
     void levelBelowSixClearsTheCollations();
+    void costOfApplyingForATableOfAModule();
 };
 
 #define APPLIED(core, view) QVERIFY2((core).Apply(), qPrintable((view).shown.join(u'\n')))
@@ -300,6 +302,45 @@ void TstDesignerApply::levelBelowSixClearsTheCollations() {
     QCOMPARE(fresh->GetFieldDefsOst()[1]->GetSpec(), QString());
     // The working copy shows the applied state: nothing left to apply.
     QVERIFY(core.RefreshModificationsList().IsEmpty());
+}
+
+// A table of a data module, on a database component of the module named
+// like one of another module: the cost is asked of the engine about the
+// table's own database, and nothing is added to the module meanwhile.
+void TstDesignerApply::costOfApplyingForATableOfAModule() {
+    PeopleTable people;
+    people.table.reset();
+    QTemporaryDir elsewhere;
+    TComponent other;
+    auto* namesake = new TOstDatabase(&other);
+    namesake->SetDatabaseName(QStringLiteral("Registry"));
+    namesake->SetLocation(elsewhere.path());
+    TComponent module;
+    auto* db = new TOstDatabase(&module);
+    db->SetDatabaseName(QStringLiteral("Registry"));
+    db->SetLocation(people.location);
+    auto* table = new TOstTable(&module);
+    table->SetDatabaseName(QStringLiteral("Registry"));
+    table->SetTableName(QStringLiteral("People"));
+    TRecordingView view;
+    TOstTableDesignerCore core(&view);
+    core.SetOstDataset(table);
+    QCOMPARE(core.ApplyCost(), QString()); // nothing to apply
+    core.Columns()[2]->SetSize(40);
+    core.RefreshModificationsList();
+    const int components = module.ComponentCount();
+    QCOMPARE(core.ApplyCost(), QStringLiteral("Applying changes the table in place: no rows are copied."));
+    QCOMPARE(module.ComponentCount(), components);
+    core.ToggleKeyField(core.Columns()[1]);
+    core.RefreshModificationsList();
+    QCOMPARE(core.ApplyCost(), QStringLiteral("Applying rebuilds the table, copying every row: the primary key is added."));
+    core.ToggleKeyField(core.Columns()[1]);
+    core.MoveColumn(3, -1);
+    core.RefreshModificationsList();
+    QCOMPARE(core.ApplyCost(), QStringLiteral("Applying rebuilds the table, copying every row: column \"Age\" moves."));
+    core.MoveColumn(2, 1);
+    APPLIED(core, view);
+    QCOMPARE(people.Open()->FieldByName(QStringLiteral("City"))->GetSize(), 40);
 }
 
 QTEST_GUILESS_MAIN(TstDesignerApply)

@@ -10,10 +10,10 @@
 #include <QJsonDocument>
 
 QByteArray TableState::Describe() const {
-    return QStringLiteral("method %1, %2 rows, checksum %3, definition %4")
+    return QStringLiteral("method %1, %2 rows, checksum %3, definition %4, schema %5")
         .arg(method)
         .arg(rows)
-        .arg(QString::fromLatin1(checksum.toHex().left(12)), definition.left(300))
+        .arg(QString::fromLatin1(checksum.toHex().left(12)), definition.left(300), schema.left(300))
         .toUtf8();
 }
 
@@ -25,6 +25,12 @@ TableState StateOf(TOstDatabase& db, const QString& table) {
     s.definition = QString::fromUtf8(QJsonDocument(m.ToJson()).toJson(QJsonDocument::Compact));
     s.method = OstCryptStoredMethod(c->TableFile(table));
     const OstTableLocation loc = c->Locate(table);
+    {
+        OstStmt sch(c->Db(), QStringLiteral("SELECT type, name, sql FROM %1.sqlite_schema WHERE tbl_name = ?1 COLLATE NOCASE "
+                                            "ORDER BY type, name").arg(loc.schema));
+        sch.Bind(1, table);
+        while (sch.Step()) s.schema += sch.Text(0) + u' ' + sch.Text(1) + u' ' + sch.Text(2) + u'\n';
+    }
     OstStmt st(c->Db(), QStringLiteral("SELECT rowid, * FROM %1 ORDER BY rowid").arg(loc.qualified()));
     QCryptographicHash hash(QCryptographicHash::Sha256);
     s.rows = 0;

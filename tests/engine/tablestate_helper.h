@@ -9,11 +9,12 @@
 
 struct TableState {
     QString definition; // the stored definition as JSON
+    QString schema;     // the table's CREATE statements in SQLite's schema (table, indexes, triggers)
     int method = -1;     // encryption method of the table's file
     qint64 rows = -1;
     QByteArray checksum; // over every row, in record-id order
     bool operator==(const TableState& o) const {
-        return definition == o.definition && method == o.method && rows == o.rows && checksum == o.checksum;
+        return definition == o.definition && schema == o.schema && method == o.method && rows == o.rows && checksum == o.checksum;
     }
     bool operator!=(const TableState& o) const { return !(*this == o); }
     QByteArray Describe() const;

@@ -1,11 +1,14 @@
 // TOstBatchMove on real tables of both layouts: every mode, mappings, record
 // limits, progress and abort, problems and their report, queries and other
-// databases as sources, and the copy inside one database giving what the
-// record-by-record copy gives.
+// databases as sources, and the copy by statement - inside one database or
+// from another one, encrypted or not - giving what the record-by-record copy
+// gives.
 #include "engine/engine_helper.h"
 
 #include "engine/ostbatchmove.h"
+#include "engine/store/ostconnection.h"
 
+#include <QDir>
 #include <QFile>
 
 namespace {
@@ -148,6 +151,9 @@ private slots:
     void problemsCountedAndReported();
     void copyInOneDatabaseMatchesRecordCopy_data() { OST_DATA_LAYOUTS() }
     void copyInOneDatabaseMatchesRecordCopy();
+    void copyBetweenEncryptedDatabases_data() { OST_DATA_LAYOUTS() }
+    void copyBetweenEncryptedDatabases();
+    void copyFromAnotherDatabaseWithEveryPlaceTaken();
     void keysAsTheIndexComparesThem();
     void queriesAndOtherDatabases();
 };
@@ -417,8 +423,8 @@ void TstBatchMove::copyInOneDatabaseMatchesRecordCopy() {
         const int moved = source == QLatin1String("Orphan") ? 0 : 3;
         const int problems = source == QLatin1String("Src") ? 4 : source == QLatin1String("Orphan") ? 1 : 0;
         QStringList results, reports;
-        // The same database's table (by statement), another database's (read
-        // by SQL) and a filtered table (read through the dataset).
+        // The same database's table, another database's (both by statement)
+        // and a filtered table (read through the dataset).
         for (int way = 0; way < 3; ++way) {
             TestDb* from = way == 1 ? &other : &db;
             Module m;
@@ -434,8 +440,9 @@ void TstBatchMove::copyInOneDatabaseMatchesRecordCopy() {
             m.move->Execute();
             QCOMPARE(m.move->MovedCount(), moved);
             QCOMPARE(m.move->ProblemCount(), problems);
-            // Only the good rows go in one statement; a problem sends its slice record by record.
-            QCOMPARE(m.move->UsedFastPath(), way == 0 && source == QLatin1String("Good"));
+            // Only the good rows go in one statement, from this database or the
+            // other one; a problem sends its slice record by record.
+            QCOMPARE(m.move->UsedFastPath(), way != 2 && source == QLatin1String("Good"));
             results << Rows(db, "SELECT * FROM Dst ORDER BY ID");
             reports << FileLines(report).join(u'\n');
         }
@@ -462,6 +469,81 @@ void TstBatchMove::copyInOneDatabaseMatchesRecordCopy() {
             QVERIFY2(problems[3].startsWith("Record 5: Column \"Parent\": table \"Parents\" has no record 99"), qPrintable(problems[3]));
         }
     }
+}
+
+// An encrypted table (of a directory database, or a whole encrypted
+// single-file database) is attached with the keys its own connection holds;
+// neither file ever holds the rows in the clear, and nothing stays attached.
+void TstBatchMove::copyBetweenEncryptedDatabases() {
+    QFETCH(bool, singleFile); // the source's layout; the destination has the other
+    TestDb from(singleFile), to(!singleFile);
+    for (TestDb* d : {&from, &to}) d->db->SetPassword(QStringLiteral("db-pass"));
+    auto make = [](TestDb& d, const QString& name) {
+        auto t = d.Table(name);
+        t->SetEncryptionMethod(d.db->GetDatabaseType() == dbtSingleFile ? emDefault : emRijndael);
+        t->SetEncryptionPassword(QStringLiteral("t-pass"));
+        AddColumn(*t, "Code", dtString, 10);
+        AddColumn(*t, "Name", dtString, 20);
+        AddColumn(*t, "Qty", dtInteger);
+        t->CreateTable();
+    };
+    for (TestDb* d : {&from, &to}) {
+        if (d->db->GetDatabaseType() == dbtSingleFile) {
+            // A single-file database is encrypted as a whole, from its creation.
+            d->db->Close();
+            QFile::remove(d->location);
+            d->db->SetEncryptionMethod(emRijndael);
+            d->db->CreateDatabase();
+        }
+    }
+    make(from, QStringLiteral("Src"));
+    make(to, QStringLiteral("Dst"));
+    FillNumbered(from, QStringLiteral("Src"), 5000);
+    from.Exec(QStringLiteral("UPDATE Src SET Name = 'secret-' || Qty"));
+    Module m;
+    m.Source(from, QStringLiteral("Src"))->SetEncryptionPassword(QStringLiteral("t-pass"));
+    m.Destination(to, QStringLiteral("Dst"))->SetEncryptionPassword(QStringLiteral("t-pass"));
+    m.move->SetMode(TOstBatchMove::batCopy);
+    m.move->Execute();
+    QVERIFY(m.move->UsedFastPath());
+    QCOMPARE(m.move->MovedCount(), 5000);
+    QCOMPARE(Rows(to, "SELECT count(*), sum(Qty), max(Name) FROM Dst"), QStringLiteral("5000|12502500|secret-999"));
+    QCOMPARE(to.db->Connection()->QueryInt(QStringLiteral("SELECT count(*) FROM pragma_database_list WHERE name LIKE 'src:%'")), 0);
+    for (TestDb* d : {&from, &to}) {
+        d->db->Close();
+        const QString file = d->db->GetDatabaseType() == dbtSingleFile ? d->location : QDir(d->location).filePath(d == &from ? "Src.dat" : "Dst.dat");
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::ReadOnly));
+        QVERIFY2(!f.readAll().contains("secret-"), qPrintable(file));
+    }
+}
+
+// A directory database (a managed one, whose catalog takes a place too) with
+// every place its table files may take taken: the source of another database
+// gets the one left for it, and every table stays usable.
+void TstBatchMove::copyFromAnotherDatabaseWithEveryPlaceTaken() {
+    TestDb from(true), to(false, true);
+    MakeSimpleTables(from, false);
+    FillNumbered(from, QStringLiteral("Src"), 300);
+    MakeSimpleTables(to);
+    for (int i = 0; i < 12; ++i) {
+        auto t = to.Table(QStringLiteral("T%1").arg(i));
+        AddColumn(*t, "X", dtInteger);
+        t->CreateTable();
+        to.Exec(QStringLiteral("INSERT INTO T%1(X) VALUES(%1)").arg(i));
+    }
+    Module m;
+    m.Source(from, QStringLiteral("Src"));
+    m.Destination(to, QStringLiteral("Dst"));
+    m.move->SetMode(TOstBatchMove::batAppend);
+    m.move->Execute();
+    QVERIFY(m.move->UsedFastPath());
+    QCOMPARE(Rows(to, "SELECT count(*), min(Code), max(Code) FROM Dst"), QStringLiteral("300|K000001|K000300"));
+    for (int i = 0; i < 12; ++i) QCOMPARE(Rows(to, QStringLiteral("SELECT X FROM T%1").arg(i)), QString::number(i));
+    // A key taken makes its slice go record by record, reported as ever.
+    m.move->Execute();
+    QCOMPARE(m.move->MovedCount(), 0);
+    QCOMPARE(m.move->KeyViolCount(), 300);
 }
 
 void TstBatchMove::keysAsTheIndexComparesThem() {

@@ -1,7 +1,8 @@
 // Failing disks: a fault layer under the engine's files fails the nth write,
 // sync or truncate, and the walk takes n over every one of them in an
-// operation - restructure, change of encryption, batch move, table creation -
-// in both layouts. Each failure must raise a clear error and leave the table
+// operation - restructure by rebuild and in place, change of encryption,
+// batch move (within a database and between two), table creation - in both
+// layouts. Each failure must raise a clear error and leave the table
 // exactly as it was (definition, rows, checksum) with nothing left beside it;
 // once n passes the operation's last write, the operation succeeds.
 #include "engine/engine_helper.h"
@@ -14,10 +15,11 @@ namespace {
 
 const QString kPassword = QStringLiteral("fault-pass");
 
-enum Operation { Restructure, Rekey, BatchMove, Creation };
+enum Operation { Restructure, InPlace, Rekey, BatchMove, CrossMove, Creation };
 
 struct Fixture {
     std::unique_ptr<TestDb> tdb;
+    std::unique_ptr<TestDb> other; // the source database of a move between databases
     bool singleFile;
 
     Fixture(bool single, int method, int rows, int padding) : singleFile(single) {
@@ -38,6 +40,14 @@ struct Fixture {
         s->CreateTable();
         tdb->Exec(QStringLiteral("INSERT INTO Source(Name, Qty) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
                                  "WHERE i < 40) SELECT 'Moved-' || i, i FROM n"));
+        other = std::make_unique<TestDb>(true);
+        auto o = other->Table(QStringLiteral("Other"));
+        AddColumn(*o, "Name", dtString, 100);
+        AddColumn(*o, "Qty", dtInteger);
+        AddColumn(*o, "Pad", dtMemo);
+        o->CreateTable();
+        other->Exec(QStringLiteral("INSERT INTO Other(Name, Qty, Pad) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 "
+                                   "FROM n WHERE i < 90) SELECT 'Other-' || i, i, hex(randomblob(40)) FROM n"));
     }
 
     std::unique_ptr<TOstTable> Table(const QString& name) {
@@ -61,7 +71,19 @@ struct Fixture {
             auto t = Table(QStringLiteral("Items"));
             t->ReadDefinitions();
             t->GetFieldDefsOst()[0]->SetSize(120);
+            t->GetFieldDefsOst().Move(2, 0); // a move: the rows are copied
             AddColumn(*t, "Extra", dtInteger);
+            t->AlterTable();
+            break;
+        }
+        case InPlace: {
+            auto t = Table(QStringLiteral("Items"));
+            t->ReadDefinitions();
+            t->GetFieldDefsOst()[0]->SetSize(120);
+            t->GetFieldDefsOst()[1]->SetName(QStringLiteral("Count"));
+            AddColumn(*t, "Extra", dtInteger);
+            AddColumn(*t, "Kind", dtString, 10, false)->SetCalcExpression(QStringLiteral("'plain'"));
+            if (!t->CanAlterInPlace()) throw std::logic_error("the change is not made in place");
             t->AlterTable();
             break;
         }
@@ -87,6 +109,26 @@ struct Fixture {
             move->Execute();
             break;
         }
+        case CrossMove: {
+            // From another database (plain, single-file) into this one: its file is attached for the copy.
+            TComponent root;
+            auto* move = new TOstBatchMove(&root);
+            auto* src = new TOstTable(&root);
+            src->SetName(QStringLiteral("OtherSet"));
+            src->SetDatabaseName(other->db->GetDatabaseName());
+            src->SetTableName(QStringLiteral("Other"));
+            auto* dst = new TOstTable(&root);
+            dst->SetName(QStringLiteral("ItemsSet"));
+            dst->SetDatabaseName(tdb->db->GetDatabaseName());
+            dst->SetTableName(QStringLiteral("Items"));
+            dst->SetEncryptionPassword(kPassword);
+            move->SetSource(src);
+            move->SetDestination(dst);
+            move->SetMode(TOstBatchMove::batCopy);
+            move->Execute();
+            if (!move->UsedFastPath()) throw std::logic_error("the move went record by record");
+            break;
+        }
         case Creation: {
             auto t = Table(QStringLiteral("Fresh"));
             t->SetTableLevel(4);
@@ -100,6 +142,11 @@ struct Fixture {
         }
     }
 
+    TableState OtherState() {
+        other->db->Close();
+        return StateOf(*other->db, QStringLiteral("Other"));
+    }
+
     // The table as stored, read afresh; an empty state when it does not exist.
     TableState State(const QString& table) {
         tdb->db->Close();
@@ -108,7 +155,7 @@ struct Fixture {
 };
 
 const char* Name(Operation op) {
-    static const char* names[] = {"restructure", "rekey", "batch move", "creation"};
+    static const char* names[] = {"restructure", "restructure in place", "rekey", "batch move", "move between databases", "creation"};
     return names[op];
 }
 
@@ -129,7 +176,7 @@ void TstFaults::everyWriteOfAnOperationFailsCleanly_data() {
     QTest::addColumn<int>("kind");
     QTest::addColumn<bool>("persistent");
     for (bool single : {false, true}) {
-        for (Operation op : {Restructure, Rekey, BatchMove, Creation}) {
+        for (Operation op : {Restructure, InPlace, Rekey, BatchMove, CrossMove, Creation}) {
             if (op == Rekey && single) continue; // a single-file database is encrypted as a whole
             const QString layout = single ? QStringLiteral("single-file") : QStringLiteral("directory");
             QTest::addRow("%s %s, I/O error from then on", qPrintable(layout), Name(op)) << single << int(op) << int(OstFault::IoError) << true;
@@ -148,6 +195,7 @@ void TstFaults::everyWriteOfAnOperationFailsCleanly() {
     auto fx = std::make_unique<Fixture>(singleFile, method, 60, 50);
     const TableState before = fx->State(fx->Target(op));
     const TableState source = fx->State(QStringLiteral("Source"));
+    const TableState other = fx->OtherState();
     int failures = 0, n = 1;
     for (;; ++n) {
         QVERIFY2(n < 2000, "the operation never completed");
@@ -166,13 +214,15 @@ void TstFaults::everyWriteOfAnOperationFailsCleanly() {
         ++failures;
         QVERIFY2(fired, qPrintable(at));
         QVERIFY2(!e.Message().isEmpty(), qPrintable(at));
-        if (op != BatchMove) {
+        if (op != BatchMove && op != CrossMove) {
             QVERIFY2(e.Message().contains(fx->Target(op)), qPrintable(at));
             if (e.ErrorCode() == OstErr::IoError) QVERIFY2(e.Message().contains(QStringLiteral("file \"")), qPrintable(at));
         }
         const TableState now = fx->State(fx->Target(op));
         QVERIFY2(now == before, qPrintable(at + QStringLiteral("\n  was ") + before.Describe() + QStringLiteral("\n  now ") + now.Describe()));
         QVERIFY2(fx->State(QStringLiteral("Source")) == source, qPrintable(at));
+        QVERIFY2(fx->OtherState() == other, qPrintable(at));
+        QVERIFY2(Leftovers(fx->other->location).isEmpty(), qPrintable(at));
         QVERIFY2(Leftovers(fx->tdb->location).isEmpty(), qPrintable(at + QStringLiteral(": ") + Leftovers(fx->tdb->location).join(u' ')));
     }
     qInfo("%d writes walked, %d failed the operation", n - 1, failures);
