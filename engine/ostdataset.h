@@ -149,8 +149,9 @@ public:
     void RenameTable(const QString& newName);
     // Restructures the stored table to the definitions this component holds.
     void AlterTable();
+    // capacity: the rows the index is laid out for below table level 4 (0 = the table's).
     void AddIndex(const QString& name, const QString& fields, TIndexOptions options,
-                  const QString& descFields = QString());
+                  const QString& descFields = QString(), int capacity = 0);
     void DeleteIndex(const QString& name);
     void AddFulltextIndex2(const QString& name, const QString& fields, const QString& dictionary,
                            const QString& separators);

@@ -124,3 +124,14 @@ QStringList Columns(const OstFulltextMeta& f);
 
 // Registers ostra_search on a connection (ostfulltextsearch.cpp).
 void OstRegisterFulltextSearch(sqlite3* db);
+
+// Dictionary counts kept per statement (ostfulltextdict.cpp): the function
+// ostra_dict_note of a connection, the number its triggers pass for a
+// dictionary (its table, keyword and relevance columns quoted for SQL), and
+// writing, dropping and looking for the counts that wait.
+class OstConnection;
+void OstRegisterDictionaryKeeping(sqlite3* db);
+int OstDictionaryNumber(OstConnection& c, const QString& table, const QString& keyword, const QString& relevance);
+void OstDictionarySettle(OstConnection& c);
+void OstDictionaryDiscard(sqlite3* db);
+bool OstDictionaryPending(sqlite3* db);
