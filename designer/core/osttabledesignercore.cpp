@@ -652,11 +652,18 @@ bool TOstTableDesignerCore::ApplyIndexChanges(int phase) {
     // The progress event lets input through: pages and buttons take none meanwhile.
     TBusyScope busy(m_view);
     TProgressScope progress(t, *this);
+    // An open table would read its records again after each index; it is
+    // opened once when the apply is through (or when this phase fails).
+    const bool wasActive = t.Active();
+    auto closeForIndexes = [&] {
+        if (t.Active()) t.Close();
+    };
     try {
         if (phase == 0) {
             QStringList gone;
             for (const TIndexDef* ix : t.IndexDefs())
                 if (!IsSystemIndex(*ix) && !SameIndex(*ix, FindExact(m_working->IndexDefs(), ix->Name))) gone.append(ix->Name);
+            if (!gone.isEmpty()) closeForIndexes();
             for (const QString& name : gone) t.DeleteIndex(name);
             QStringList goneFulltext;
             for (const TOstFulltextIndexDef* ft : t.FulltextIndexDefs())
@@ -665,6 +672,7 @@ bool TOstTableDesignerCore::ApplyIndexChanges(int phase) {
         } else {
             for (const TIndexDef* ix : m_working->IndexDefs()) {
                 if (IsSystemIndex(*ix) || SameIndex(*ix, FindExact(t.IndexDefs(), ix->Name))) continue;
+                closeForIndexes();
                 m_view->SetStatusText(QStringLiteral("Creating index %1 ...").arg(ix->Name));
                 const bool expression = ix->Options.testFlag(ixExpression) && !ix->Expression.isEmpty();
                 t.AddIndex(ix->Name, expression ? ix->Expression : ix->Fields, ix->Options, ix->DescFields,
@@ -678,6 +686,13 @@ bool TOstTableDesignerCore::ApplyIndexChanges(int phase) {
         }
         return true;
     } catch (const EOstraError& e) {
+        if (wasActive && !t.Active()) {
+            try {
+                t.Open();
+            } catch (const EOstraError&) {
+                // the error below says what went wrong
+            }
+        }
         Error(e.Message());
         return false;
     }

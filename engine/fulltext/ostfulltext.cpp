@@ -412,10 +412,10 @@ void OstFulltextRefreshTriggers(OstConnection& c, const QStringList& reachable) 
             // Each changed row notes its words; the counts reach the dictionary
             // once the statement is through (ostfulltextdict.cpp).
             const QString D = Q(d->name), K = Q(DictColumn(*d, "Keyword").name), R = Q(DictColumn(*d, "Relevance").name);
-            const int number = OstDictionaryNumber(c, D, K, R);
+            const QString separators = QString::fromUtf8(QByteArray::fromHex(p.captured(2).toLatin1()));
+            const int number = OstDictionaryNumber(c, D, K, R, separators, cut);
             auto note = [&](int sign, const QStringList& vals) {
-                return QStringLiteral("SELECT ostra_dict_note(%1, %2, %3, '%4', %5);")
-                    .arg(number).arg(sign).arg(cut).arg(p.captured(2), vals.join(QStringLiteral(", ")));
+                return QStringLiteral("SELECT ostra_dict_note(%1, %2, %3);").arg(number).arg(sign).arg(vals.join(QStringLiteral(", ")));
             };
             c.Exec(QStringLiteral("CREATE TEMP TRIGGER %1 AFTER INSERT ON %2 BEGIN %3 END")
                        .arg(Q(DictionaryTrigger(m, f, u'i')), loc.qualified(), note(1, newVals)));
