@@ -48,7 +48,7 @@ FAULTS = [
  ("retyped string length", P, "size = (oldType == dtString || oldType == dtWideString) ? old.GetSize() : 20;", "size = (oldType == dtString || oldType == dtWideString) ? old.GetSize() : 10;"),
  ("refused rename leaves the table closed", C, "        if (wasActive && !table.Active()) {", "        if (false) {"),
  ("engine's index names applied", C, "if (m.Detail != mdIndexDeleted && IsSystemIndex(m.Name, false))", "if (false)"),
- ("index apply takes input", C, "    TBusyScope busy(m_view);\n    TProgressScope progress(t, *this);\n    try {\n        if (phase == 0) {", "    TProgressScope progress(t, *this);\n    try {\n        if (phase == 0) {"),
+ ("index apply takes input", C, "    TBusyScope busy(m_view);\n    TProgressScope progress(t, *this);\n    // An open table", "    TProgressScope progress(t, *this);\n    // An open table"),
  ("pending dictionary made by the engine", C, "            CreateDictionaryTable(t.GetDatabaseName(), m_working->GetTableLevel(), *item);", "            Q_UNUSED(item);"),
  ("dictionary kept after a failed index", C, "                made.DeleteTable();", "                Q_UNUSED(made);"),
  ("column index left when cleared", C, "        indexes.Delete(i);\n        ++removed;", "        ++removed;"),
