@@ -30,11 +30,15 @@ TIndexDefinition::TIndexDefinition(QWidget* parent) : QDialog(parent) {
     m_calculatedPage = CreateCalculatedPage();
     m_fulltextPage = CreateFulltextPage();
     m_advancedPage = CreateAdvancedPage();
-    m_pages->addTab(m_generalPage, QStringLiteral("General"));
-    m_pages->addTab(m_hierarchicalPage, QStringLiteral("Hierarchical"));
-    m_pages->addTab(m_calculatedPage, QStringLiteral("Calculated"));
-    m_pages->addTab(m_fulltextPage, QStringLiteral("Fulltext"));
-    m_pages->addTab(m_advancedPage, QStringLiteral("Advanced"));
+    m_generalPage->setWindowTitle(QStringLiteral("General"));
+    m_hierarchicalPage->setWindowTitle(QStringLiteral("Hierarchical"));
+    m_calculatedPage->setWindowTitle(QStringLiteral("Calculated"));
+    m_fulltextPage->setWindowTitle(QStringLiteral("Fulltext"));
+    m_advancedPage->setWindowTitle(QStringLiteral("Advanced"));
+    // Every page is a child of the page control (and goes with the dialog);
+    // CheckVisibleSheet keeps the tabs of those that apply.
+    for (QWidget* page : {m_generalPage, m_hierarchicalPage, m_calculatedPage, m_fulltextPage, m_advancedPage})
+        m_pages->addTab(page, page->windowTitle());
 
     m_okBtn = new QPushButton(QStringLiteral("OK"), this);
     m_okBtn->setDefault(true);
@@ -319,10 +323,23 @@ void TIndexDefinition::CheckVisibleSheet() {
     if (m_hierarchicalRadio->isChecked()) m_core.Kind = ikHierarchical;
     else if (m_calculatedRadio->isChecked()) m_core.Kind = ikCalculated;
     else if (m_fulltextRadio->isChecked()) m_core.Kind = ikFulltext;
-    m_pages->setTabVisible(m_pages->indexOf(m_hierarchicalPage), m_core.Kind == ikHierarchical);
-    m_pages->setTabVisible(m_pages->indexOf(m_calculatedPage), m_core.Kind == ikCalculated);
-    m_pages->setTabVisible(m_pages->indexOf(m_fulltextPage), m_core.Kind == ikFulltext);
-    m_pages->setTabVisible(m_pages->indexOf(m_advancedPage), m_core.AdvancedVisible());
+    // The pages shown: General, the kind's, and "Advanced" below level 4. Tabs
+    // that do not apply are taken out, not hidden, so that neither the tab
+    // bar nor Ctrl+Tab can reach a page of another kind.
+    QList<QWidget*> wanted{m_generalPage,
+                           m_core.Kind == ikCalculated ? m_calculatedPage
+                           : m_core.Kind == ikFulltext ? m_fulltextPage
+                                                       : m_hierarchicalPage};
+    if (m_core.AdvancedVisible()) wanted.append(m_advancedPage);
+    QList<QWidget*> shown;
+    for (int i = 0; i < m_pages->count(); ++i) shown.append(m_pages->widget(i));
+    if (shown != wanted) {
+        QWidget* current = m_pages->currentWidget();
+        const QSignalBlocker blocker(m_pages);
+        while (m_pages->count() > 0) m_pages->removeTab(0);
+        for (QWidget* page : wanted) m_pages->addTab(page, page->windowTitle());
+        m_pages->setCurrentWidget(wanted.contains(current) ? current : m_generalPage);
+    }
     m_uniqueBox->setEnabled(m_core.UniqueEnabled());
     UpdateVisibleControls();
 }

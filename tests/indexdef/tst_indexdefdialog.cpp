@@ -118,6 +118,14 @@ void TstIndexDefDialog::captionsAndPages() {
     QVERIFY(dialog.ExpressionHintLabel()->text().startsWith("Enter a OstraSQL expression with up to 255 characters."));
     dialog.FulltextRadio()->click();
     QCOMPARE(VisibleTabs(dialog.PageControl()), QStringList({"General", "Fulltext"}));
+    // The keyboard reaches the kind's page and no other.
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    dialog.PageControl()->setCurrentIndex(0);
+    QTest::keyClick(dialog.PageControl(), Qt::Key_Tab, Qt::ControlModifier);
+    QCOMPARE(dialog.PageControl()->currentWidget(), dialog.FulltextPage());
+    QVERIFY(dialog.FulltextColumnsList()->isVisible() && !dialog.AvailableColumnsList()->isVisible());
+    dialog.hide();
     QVERIFY(!dialog.UniqueCheckBox()->isEnabled());
     QVERIFY(!dialog.SeparatorsEdit()->isHidden());
     QCOMPARE(dialog.SeparatorsEdit()->text(), OstDefaultFulltextSeparators);
