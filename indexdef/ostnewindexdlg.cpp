@@ -334,10 +334,12 @@ void TIndexDefinition::CheckVisibleSheet() {
     QList<QWidget*> shown;
     for (int i = 0; i < m_pages->count(); ++i) shown.append(m_pages->widget(i));
     if (shown != wanted) {
+        // General stays (and the control with the focus on it); the others follow it.
         QWidget* current = m_pages->currentWidget();
         const QSignalBlocker blocker(m_pages);
-        while (m_pages->count() > 0) m_pages->removeTab(0);
-        for (QWidget* page : wanted) m_pages->addTab(page, page->windowTitle());
+        if (!wanted.contains(current)) m_pages->setCurrentWidget(m_generalPage);
+        while (m_pages->count() > 1) m_pages->removeTab(1);
+        for (QWidget* page : wanted.mid(1)) m_pages->addTab(page, page->windowTitle());
         m_pages->setCurrentWidget(wanted.contains(current) ? current : m_generalPage);
     }
     m_uniqueBox->setEnabled(m_core.UniqueEnabled());
