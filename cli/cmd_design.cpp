@@ -9,6 +9,7 @@
 #include "tabledef_json.h"
 
 #include "designer/core/osttableprops.h"
+#include "indexdef/core/ostindexdefcore.h"
 
 #include <QFileInfo>
 #include <QHash>
@@ -178,6 +179,48 @@ void PrintPlan(const TModifications& list, bool json) {
     Out(QString::fromUtf8(QJsonDocument(changes).toJson(QJsonDocument::Indented)));
 }
 
+// A fulltext index of the file asks for a new dictionary: the designer's
+// pending entry, made as the index definition dialog makes it. A dictionary
+// of that name that the index uses already is simply its dictionary.
+void RequestDictionary(TOstTableDesignerCore& core, DatabaseRef& db, const TNewDictionaryRequest& d, TOstTable& stored,
+                       const QString& tablePassword, bool apply) {
+    TOstFulltextIndexDef* ft = core.WorkingTable()->FulltextIndexDefs()[d.Fulltext];
+    const QString existing = db.FindTable(d.Name);
+    if (!existing.isEmpty()) {
+        const int held = stored.FulltextIndexDefs().IndexOf(ft->Name);
+        if (held >= 0 && stored.FulltextIndexDefs()[held]->Dictionary.compare(existing, Qt::CaseInsensitive) == 0) {
+            ft->Dictionary = stored.FulltextIndexDefs()[held]->Dictionary;
+            return;
+        }
+        throw Failure(QStringLiteral("fulltext index \"%1\": %2").arg(ft->Name, IndexDefText::DictionaryExists().arg(d.Name)));
+    }
+    if (db.SingleFile() && d.Encryption != emDefault)
+        throw Failure(QStringLiteral("fulltext index \"%1\": a new dictionary of a single-file database uses the database's "
+                                     "encryption (method \"Default\")").arg(ft->Name));
+    if (d.Encryption >= emFastEncrypt && !OstLevel::StrongEncryption(core.WorkingTable()->GetTableLevel()))
+        throw Failure(QStringLiteral("fulltext index \"%1\": encryption method \"%2\" needs table level 4 or higher")
+                          .arg(ft->Name, OstEncryptionMethodName(d.Encryption)));
+    QString key = d.Password;
+    if (EncryptionNeedsPassword(d.Encryption) && !d.HasPassword) {
+        key = CommandLinePassword().isEmpty() ? tablePassword : CommandLinePassword();
+        if (key.isEmpty() && apply) {
+            if (!StdinIsTerminal())
+                throw Failure(QStringLiteral("dictionary \"%1\" is to be encrypted with \"%2\" and needs a password: give "
+                                             "\"password\" in \"newDictionary\" or --password")
+                                  .arg(d.Name, OstEncryptionMethodName(d.Encryption)));
+            Err(QStringLiteral("Password for dictionary %1: ").arg(d.Name));
+            key = ReadTerminalLine(false);
+        }
+    }
+    // Unicode and collation as the dialog finds them for the index's columns.
+    TIndexDefinitionCore dialog;
+    dialog.SetTable(core.WorkingTable());
+    dialog.ModifyIndexDef(ft);
+    ft->Dictionary.clear();
+    core.Dictionaries().Add(d.Name, ft->ID(), d.MaxKeywordLength, dialog.GetIndexHasWidestring(ifFulltext),
+                            ft->Separators, dialog.GetDictionaryCollation(), d.Encryption, key);
+}
+
 // What a plan, an apply or a diff works on.
 struct TDesignRequest {
     QString database;  // the database argument
@@ -219,7 +262,8 @@ int Design(const TDesignRequest& r) {
     core.SetOstDataset(&table);
     QJsonObject working = r.def;
     working.remove(QStringLiteral("password"));
-    TableDefinitionFromJson(working, *core.WorkingTable());
+    QList<TNewDictionaryRequest> newDictionaries;
+    TableDefinitionFromJson(working, *core.WorkingTable(), &newDictionaries);
     core.WorkingTable()->SetTableName(target);
     if (stored.isEmpty() || r.ignoreName) {
         // Every column of a table yet to be made is a new one, whatever number
@@ -227,11 +271,17 @@ int Design(const TDesignRequest& r) {
         for (TOstFieldDef* d : core.Columns()) d->SetFieldNo(0);
     }
     if (!stored.isEmpty()) MatchColumns(table.GetFieldDefsOst(), core.Columns(), stored);
+    for (const TNewDictionaryRequest& d : newDictionaries) RequestDictionary(core, db, d, table, password, r.apply);
     core.WorkingTableReplaced();
 
     if (!r.apply) {
         const TModifications& list = core.RefreshModificationsList();
         PrintPlan(list, r.json);
+        // A plan the designer would refuse to apply says so.
+        if (const QString refusal = core.IndexChangesRefusal(); !refusal.isEmpty()) {
+            view.ShowErrorMsg(refusal);
+            return 1;
+        }
         // A plan says after the list what applying it costs (a diff lists only).
         if (!r.json && !r.ignoreName && !list.IsEmpty())
             if (const QString line = core.ApplyCost(); !line.isEmpty()) Out(line + u'\n');

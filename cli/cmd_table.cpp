@@ -57,7 +57,13 @@ int CmdDescribe(const Args& a) {
     t.SetDatabaseName(db.Name());
     t.SetTableName(name);
     t.ReadDefinitions();
-    Out(a.Has(QStringLiteral("json")) ? FormatDefinitionJson(TableDefinitionToJson(t, name)) : DefinitionSummary(t, name));
+    if (a.Has(QStringLiteral("json"))) {
+        QJsonObject def = TableDefinitionToJson(t, name);
+        AddIndexStatistics(def, t);
+        Out(FormatDefinitionJson(def));
+    } else {
+        Out(DefinitionSummary(t, name));
+    }
     return 0;
 }
 

@@ -165,7 +165,8 @@ const QStringList KeyOrder = {
     QStringLiteral("parentFields"), QStringLiteral("onUpdate"),     QStringLiteral("onDelete"),
     QStringLiteral("condition"),   QStringLiteral("message"),       QStringLiteral("columns"),
     QStringLiteral("indexes"),     QStringLiteral("fulltext"),      QStringLiteral("foreignKeys"),
-    QStringLiteral("checks"),
+    QStringLiteral("checks"),      QStringLiteral("statistics"),    QStringLiteral("keySize"),
+    QStringLiteral("pageSize"),    QStringLiteral("pages"),         QStringLiteral("keys"),
 };
 
 void WriteValue(QString& out, const QJsonValue& v, int indent) {
@@ -243,6 +244,7 @@ QJsonObject TableDefinitionToJson(TOstTable& t, const QString& name) {
                        {"options", QJsonArray::fromStringList(IndexOptionNames(d->Options.toInt()))}};
         // Only written when used, so that the common shape stays small.
         if (!d->CaseInsFields.isEmpty()) ix.insert(QStringLiteral("caseInsFields"), d->CaseInsFields);
+        if (d->Capacity != 0) ix.insert(QStringLiteral("capacity"), d->Capacity);
         indexes.append(ix);
     }
     QJsonArray fulltext;
@@ -281,7 +283,64 @@ QString JsonTableName(const QJsonObject& def) {
     return v.toString().trimmed();
 }
 
-void TableDefinitionFromJson(const QJsonObject& def, TOstTable& t) {
+void AddIndexStatistics(QJsonObject& def, TOstTable& t) {
+    TOstDatabase* db = t.GetDatabase();
+    const uint16_t relation = db ? OstSessFindRltnHdl(db->SessionHandle(), t.GetTableName()) : 0;
+    QJsonArray indexes = def.value(QStringLiteral("indexes")).toArray();
+    for (int i = 0; i < indexes.size(); ++i) {
+        QJsonObject ix = indexes[i].toObject();
+        TOstIndexInfoBlock info;
+        if (relation == 0 || OstIndexGetInfo(relation, ix.value(QStringLiteral("name")).toString(), info) != 0) continue;
+        ix.insert(QStringLiteral("statistics"), QJsonObject{{"keySize", int(info.KeySize)},
+                                                            {"pageSize", qint64(info.PageSize)},
+                                                            {"capacity", qint64(info.Capacity)},
+                                                            {"pages", qint64(info.PageCount)},
+                                                            {"keys", qint64(info.KeyCount)}});
+        indexes[i] = ix;
+    }
+    def.insert(QStringLiteral("indexes"), indexes);
+}
+
+namespace {
+
+int ParseEncryption(ObjectReader& r, const char* key) {
+    const QJsonValue v = r.Raw(key);
+    if (v.isUndefined() || v.isNull()) return emDefault;
+    if (v.isString()) {
+        for (int m = emDefault; m <= emRijndael; ++m)
+            if (OstEncryptionMethodName(m).compare(v.toString(), Qt::CaseInsensitive) == 0) return m;
+        r.Fail(key, QStringLiteral("unknown encryption method \"%1\"").arg(v.toString()));
+    }
+    const int m = r.ToInt(v, key);
+    if (m < emDefault || m > emRijndael)
+        r.Fail(key, QStringLiteral("unknown encryption method %1 (%2 to %3)").arg(m).arg(emDefault).arg(emRijndael));
+    return m;
+}
+
+TNewDictionaryRequest ParseNewDictionary(const QJsonValue& v, const QString& where, int position) {
+    const QString at = where + QStringLiteral(": \"newDictionary\"");
+    ObjectReader r(ElementObject(v, at), at);
+    TNewDictionaryRequest d;
+    d.Fulltext = position;
+    d.Name = r.Str("name").trimmed();
+    if (d.Name.isEmpty()) r.Fail("name", QStringLiteral("Dictionary name missing"));
+    d.MaxKeywordLength = r.Int("maxKeywordLength", 20);
+    if (d.MaxKeywordLength < 10 || d.MaxKeywordLength > 32768)
+        r.Fail("maxKeywordLength", QStringLiteral("must be between 10 and 32768"));
+    d.Encryption = ParseEncryption(r, "encryption");
+    const QJsonValue password = r.Raw("password");
+    if (!password.isUndefined() && !password.isNull()) {
+        if (!password.isString()) r.Fail("password", QStringLiteral("expected a string"));
+        d.HasPassword = true;
+        d.Password = password.toString();
+    }
+    r.Finish();
+    return d;
+}
+
+} // namespace
+
+void TableDefinitionFromJson(const QJsonObject& def, TOstTable& t, QList<TNewDictionaryRequest>* newDictionaries) {
     ObjectReader table(def, QStringLiteral("table definition"));
     table.Raw("name"); // the caller picks the table with it
     t.SetTableLevel(table.Int("level", OstDefaultTableLevel));
@@ -328,6 +387,8 @@ void TableDefinitionFromJson(const QJsonObject& def, TOstTable& t) {
         d->CaseInsFields = r.Str("caseInsFields");
         d->Expression = r.Str("expression");
         d->Options = TIndexOptions::fromInt(ParseIndexOptions(r));
+        d->Capacity = r.Int("capacity", 0);
+        r.Raw("statistics"); // what describe adds from the stored index
         r.Finish();
     }
 
@@ -342,6 +403,14 @@ void TableDefinitionFromJson(const QJsonObject& def, TOstTable& t) {
         d->Dictionary = r.Str("dictionary");
         d->MinRelevance = r.Int("minRelevance", 0);
         d->Separators = r.Str("separators");
+        const QJsonValue fresh = r.Raw("newDictionary");
+        if (!fresh.isUndefined() && !fresh.isNull()) {
+            if (!d->Dictionary.trimmed().isEmpty())
+                r.Fail("newDictionary", QStringLiteral("give either \"dictionary\" or \"newDictionary\""));
+            const TNewDictionaryRequest request = ParseNewDictionary(fresh, where, i);
+            if (!newDictionaries) r.Fail("newDictionary", QStringLiteral("only plan and apply make new dictionaries"));
+            newDictionaries->append(request);
+        }
         r.Finish();
     }
 

@@ -16,7 +16,23 @@ QJsonObject TableDefinitionToJson(TOstTable& table, const QString& name);
 // indexes, foreign keys, checks, level, capacity, collation, encryption - with
 // the object's. Keys that are absent take the values a new definition has.
 // Raises Failure naming the offending entry for anything malformed.
-void TableDefinitionFromJson(const QJsonObject& def, TOstTable& table);
+// A fulltext index of the definition may ask for a new dictionary table
+// ("newDictionary" instead of "dictionary"); those are passed back here, the
+// index's "dictionary" left empty.
+struct TNewDictionaryRequest {
+    int Fulltext = 0;         // position in the table's fulltext index definitions
+    QString Name;
+    int MaxKeywordLength = 20;
+    int Encryption = 0;       // method ordinal
+    bool HasPassword = false;
+    QString Password;
+};
+void TableDefinitionFromJson(const QJsonObject& def, TOstTable& table,
+                             QList<TNewDictionaryRequest>* newDictionaries = nullptr);
+
+// The engine's figures for each index of a stored table as describe prints
+// them: {"keySize", "pageSize", "capacity", "pages", "keys"} under "statistics".
+void AddIndexStatistics(QJsonObject& def, TOstTable& table);
 
 // The "name" of a definition, or empty when it has none.
 QString JsonTableName(const QJsonObject& def);

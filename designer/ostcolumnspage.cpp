@@ -218,8 +218,12 @@ void TOstTableDesigner::ColumnListViewSelectItem() {
 void TOstTableDesigner::UpdateColumnDefEditor() {
     TOstFieldDef* def = GetFieldDef(SelectedItem());
     m_columnPropertyEditor->SetFieldDef(def);
-    // "Create Index" shows whether the column has an index of its own.
-    m_columnPropertyEditor->Core().SetCreateIndex(m_core->ColumnHasOwnIndex(def));
+    // "Create Index" shows whether the column has an index of its own,
+    // "Add to Fulltext Index" whether a fulltext index holds it.
+    m_columnCreateIndex = m_core->ColumnHasOwnIndex(def);
+    m_columnInFulltext = m_core->ColumnInFulltextIndex(def);
+    m_columnPropertyEditor->Core().SetCreateIndex(m_columnCreateIndex);
+    m_columnPropertyEditor->Core().SetAddToFulltextIndex(m_columnInFulltext);
     m_editedColumnName = def ? def->GetName() : QString();
 }
 
@@ -231,8 +235,33 @@ void TOstTableDesigner::ColumnPropertyEditorChangeValue(TColumnPropertyEditor* e
             m_core->ColumnRenamed(m_editedColumnName, def->GetName());
         // A second rename of the same column starts from this name.
         m_editedColumnName = def->GetName();
-        // "Create Index", once switched on, gives the column an index of its own.
-        if (editor->Core().CreateIndex()) m_core->AddColumnIndex(def);
+        // The two index boxes edit the same definitions as the Indexes page
+        // when the user switched them: "Create Index" gives the column an
+        // index of its own or takes it away, "Add to Fulltext Index" puts it
+        // into the fulltext index or out of it.
+        bool indexesChanged = false;
+        const bool createIndex = editor->Core().CreateIndex();
+        if (createIndex != m_columnCreateIndex) {
+            m_columnCreateIndex = createIndex;
+            indexesChanged = createIndex ? m_core->AddColumnIndex(def) != nullptr : m_core->RemoveColumnIndex(def) > 0;
+            // The box shows what the column has now.
+            m_columnCreateIndex = m_core->ColumnHasOwnIndex(def);
+            if (m_columnCreateIndex != editor->Core().Controls().CreateIndex || m_columnCreateIndex != createIndex)
+                editor->Core().SetCreateIndex(m_columnCreateIndex);
+        }
+        const bool fulltext = editor->Core().AddToFulltextIndex();
+        if (fulltext != m_columnInFulltext) {
+            try {
+                indexesChanged = (fulltext ? m_core->AddColumnToFulltextIndex(def) != nullptr
+                                           : m_core->RemoveColumnFromFulltextIndex(def) > 0) ||
+                                 indexesChanged;
+                m_columnInFulltext = fulltext;
+            } catch (const EOstTableDesigner& e) {
+                editor->Core().SetAddToFulltextIndex(false);
+                ShowErrorMsg(e.Message());
+            }
+        }
+        if (indexesChanged) UpdateIndexListView(nullptr);
         EditColumnListViewItem(item, m_columnList->indexOfTopLevelItem(item), def);
     }
     m_core->UpdateDirtyFlags();

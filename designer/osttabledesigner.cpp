@@ -74,6 +74,7 @@ void TDesignerStatusBar::paintEvent(QPaintEvent*) {
 TOstTableDesigner::TOstTableDesigner(QWidget* parent)
     : QDialog(parent), m_core(std::make_unique<TOstTableDesignerCore>(this)),
       m_checksCore(std::make_unique<TChecksPageCore>(*m_core)),
+      m_indexesCore(std::make_unique<TIndexesPageCore>(*m_core)),
       m_relationsCore(std::make_unique<TRelationshipsPageCore>(*m_core)) {
     setWindowTitle(QStringLiteral("Ostra Table Designer - %1").arg(QString()));
     setSizeGripEnabled(true);
@@ -82,8 +83,7 @@ TOstTableDesigner::TOstTableDesigner(QWidget* parent)
     CreateGeneralPage();
     CreateChecksPage();
     CreateRelationshipsPage();
-    m_indexesPage = new QWidget;
-    m_pages->addTab(m_indexesPage, QStringLiteral("Indexes"));
+    CreateIndexesPage();
     connect(m_pages, &QTabWidget::currentChanged, this,
             [this](int index) { DesignerPageControlChange(index); });
 
@@ -193,6 +193,7 @@ void TOstTableDesigner::ApplyReadOnlyView() {
     m_columnToolBar->setEnabled(false);
     m_checksToolBar->setEnabled(false);
     m_relationsToolBar->setEnabled(false);
+    m_indexToolBar->setEnabled(false);
     m_columnToolBar->hide();
     SetApplyEnabled(false);
     m_columnPropertiesPanel->setEnabled(false);
@@ -214,6 +215,9 @@ void TOstTableDesigner::DefinitionsReloaded() {
     UpdateColumnsListView(columns.Count() > 0 ? columns[0] : nullptr);
     UpdateChecksListView(nullptr);
     UpdateForeignKeyDefsListView(nullptr);
+    // The statistics of the indexes are read again from what is stored now.
+    m_indexesCore->StatisticsChanged();
+    UpdateIndexListView(nullptr);
 }
 
 void TOstTableDesigner::UpdateCaption() {
@@ -292,6 +296,8 @@ QString TOstTableDesigner::GetEncryptionKey(int method) {
 // ---------------------------------------------------------------- applying and closing
 
 void TOstTableDesigner::ApplyBtnClick() {
+    // An Apply that comes while one runs (its progress lets input through) is none.
+    if (m_core->Applying()) return;
     Guarded([this] { m_core->Apply(); });
     // Whatever way the apply ended, the form takes input again.
     SetBusy(false);

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "designer/core/ostconstraintspage.h"
+#include "designer/core/ostindexpagecore.h"
 #include "designer/core/osttabledesignercore.h"
 
 #include <QDialog>
@@ -118,6 +119,20 @@ public:
     QComboBox* DeleteActionBox() const { return m_deleteActionBox; }
     QLabel* RelationshipsInfoLabel() const { return m_relationsInfo; }
 
+    // ---- The Indexes page (ostindexpage.cpp)
+    // Fills the list again and selects the row of select (a TIndexDef or a
+    // TOstFulltextIndexDef; none for nullptr).
+    void UpdateIndexListView(const TCollectionItem* select);
+    bool IsValidIndexName(const TCollectionItem* def, const QString& name) const;
+    // The row of the selected list entry (no definition when none is selected).
+    TIndexListRow SelectedIndexRow() const;
+    TIndexesPageCore& IndexesCore() const { return *m_indexesCore; }
+    QTreeWidget* IndexListView() const { return m_indexList; }
+    QToolBar* IndexToolBar() const { return m_indexToolBar; }
+    QAction* NewIndexAct() const { return m_newIndexAct; }
+    QAction* EditIndexAct() const { return m_editIndexAct; }
+    QAction* DeleteIndexAct() const { return m_deleteIndexAct; }
+
     // ---- Controls, for the pages that come later and for tests
     QTabWidget* DesignerPageControl() const { return m_pages; }
     QWidget* GeneralPage() const { return m_generalPage; }
@@ -174,6 +189,12 @@ public slots:
     void UpdateCheck();
     void EditCheckConditionBtnClick();
 
+    // Indexes
+    void NewIndexActExecute();
+    void EditIndexActExecute();
+    void DeleteIndexActExecute();
+    void IndexActUpdate();
+
     // Relationships
     void NewRelationshipActExecute();
     void DeleteRelationshipActExecute();
@@ -196,6 +217,7 @@ private:
     void CreateStatusBar();
     void CreateChecksPage();
     void CreateRelationshipsPage();
+    void CreateIndexesPage();
     void CheckActUpdate();
     void EditChecksListViewItem(QTreeWidgetItem* item, const TCheckConstraint* check);
     void ChecksSheetShow();
@@ -235,6 +257,9 @@ private:
 
     std::unique_ptr<TOstTableDesignerCore> m_core;
     QString m_editedColumnName;
+    // What the index boxes of the column property editor showed for the column.
+    bool m_columnCreateIndex = false;
+    bool m_columnInFulltext = false;
     bool m_applyWanted = true;
     bool m_fillingList = false;
     bool m_inPropertiesExit = false;
@@ -283,6 +308,14 @@ private:
     QLineEdit* m_checkConditionEdit = nullptr;
     QLineEdit* m_checkMessageEdit = nullptr;
     QPushButton* m_editCheckConditionBtn = nullptr;
+
+    std::unique_ptr<TIndexesPageCore> m_indexesCore;
+    QVector<TIndexListRow> m_indexRows;
+    QToolBar* m_indexToolBar = nullptr;
+    QTreeWidget* m_indexList = nullptr;
+    QAction* m_newIndexAct = nullptr;
+    QAction* m_editIndexAct = nullptr;
+    QAction* m_deleteIndexAct = nullptr;
 
     std::unique_ptr<TRelationshipsPageCore> m_relationsCore;
     bool m_fillingRelations = false;

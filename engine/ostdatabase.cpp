@@ -213,7 +213,10 @@ int OstIndexGetInfo(uint16_t relation, const QString& indexName, TOstIndexInfoBl
                 if (const OstColumnMeta* c = meta.Column(col)) key += KeyBytes(*c, len);
             }
         info.KeySize = static_cast<uint16_t>(qMin(key, 65535));
-        info.Capacity = static_cast<uint64_t>(meta.capacity);
+        // From level 4 on the table's capacity counts for every index; below,
+        // an index holds its own (none given: the table's).
+        info.Capacity = static_cast<uint64_t>(OstLevel::CapacityPerTable(meta.level) || ix->capacity == 0 ? meta.capacity
+                                                                                                         : ix->capacity);
         info.PageSize = static_cast<uint32_t>(conn->QueryInt(QStringLiteral("PRAGMA %1.page_size").arg(loc.schema)));
         const QString phys = OstIndexPhysicalName(meta, ix->name);
         if (!(ix->options & ixNonMaintained)) {

@@ -159,8 +159,9 @@ public:
     // \"Qty\" changes its type, and its values are converted"). Raises as
     // AlterTable does for invalid definitions or a missing table.
     bool CanAlterInPlace(QString* reason = nullptr);
+    // capacity: the rows the index is laid out for below table level 4 (0 = the table's).
     void AddIndex(const QString& name, const QString& fields, TIndexOptions options,
-                  const QString& descFields = QString());
+                  const QString& descFields = QString(), int capacity = 0);
     void DeleteIndex(const QString& name);
     void AddFulltextIndex2(const QString& name, const QString& fields, const QString& dictionary,
                            const QString& separators);

@@ -13,7 +13,19 @@
 
 class QObject;
 
-// Index statistics as OstIndexGetInfo reports them.
+// Index statistics as OstIndexGetInfo reports them, for an index of an
+// existing table:
+// - KeySize: bytes of one key at most: each key column's largest value (text:
+//   its size in characters, or the key length, plus a terminator; wide text
+//   two bytes a character; numbers and dates their width; a memo 255
+//   characters; an expression 32 bytes) plus 8 for the record id every key
+//   carries. It changes with the index's columns and the columns' sizes.
+// - Capacity: the rows the index is laid out for: the table's capacity from
+//   level 4 on, below that the index's own (the table's when it has none).
+// - PageSize: bytes of one page of the file that holds the index (SQLite's
+//   b-tree page).
+// - PageCount: pages the index occupies now; KeyCount: keys it holds (one a
+//   record). Both 0 for an index that is not maintained.
 struct TOstIndexInfoBlock {
     uint16_t KeySize = 0;
     uint64_t Capacity = 0;

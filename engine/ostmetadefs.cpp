@@ -25,6 +25,7 @@ void OstMetaToDefs(const OstTableMeta& meta, TOstFieldDefs& fields, TIndexDefs& 
         d->Expression = i.expression;
         d->GroupingLevel = i.groupingLevel;
         d->Options = TIndexOptions(i.options);
+        d->Capacity = i.capacity;
     }
     ft.Clear();
     for (const auto& f : meta.fulltext) {
@@ -76,7 +77,7 @@ void OstMetaFromDefs(OstTableMeta& meta, const TOstFieldDefs& fields, const TInd
     meta.indexes.clear();
     for (TIndexDef* d : idx)
         meta.indexes.append({d->Name, d->Fields, d->DescFields, d->CaseInsFields, d->Expression, d->GroupingLevel,
-                        static_cast<int>(d->Options.toInt())});
+                             static_cast<int>(d->Options.toInt()), d->Capacity});
     meta.fulltext.clear();
     for (TOstFulltextIndexDef* d : ft)
         meta.fulltext.append({d->Name, d->Fields, d->Dictionary, d->Separators, d->MinRelevance, d->Options});

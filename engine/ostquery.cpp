@@ -122,8 +122,16 @@ void TOstQuery::ExecSQL() {
             BindParams(st, m_params);
             int rc;
             while ((rc = sqlite3_step(st)) == SQLITE_ROW) {}
-            if (rc != SQLITE_DONE) StepFailed(c->Db());
-            if (!sqlite3_stmt_readonly(st)) m_rowsAffected += sqlite3_changes(c->Db());
+            if (rc != SQLITE_DONE) {
+                // What the failed statement changed is undone, its counts too.
+                c->DiscardStatement();
+                StepFailed(c->Db());
+            }
+            if (!sqlite3_stmt_readonly(st)) {
+                m_rowsAffected += sqlite3_changes(c->Db());
+                // Counts kept per statement (fulltext dictionaries) are written now.
+                c->SettleStatement();
+            }
         });
         if (ownTx) c->Commit();
     } catch (...) {

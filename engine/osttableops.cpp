@@ -42,10 +42,11 @@ void TOstTable::RenameTable(const QString& newNameIn) {
     });
 }
 
-void TOstTable::AddIndex(const QString& name, const QString& fields, TIndexOptions options, const QString& descFields) {
+void TOstTable::AddIndex(const QString& name, const QString& fields, TIndexOptions options, const QString& descFields,
+                         int capacity) {
     auto c = RequireConnection();
     const QString table = OstTableOps::Name(this, c);
-    const OstTableMeta m = OstPlanAddIndex(*c, table, name, fields, options, descFields);
+    const OstTableMeta m = OstPlanAddIndex(*c, table, name, fields, options, descFields, capacity);
     OstTableOps::Exclusive(this, *c, table, [&] {
         OstTableOps::Progress(this, 0);
         OstAddStoredIndex(*c, table, m);

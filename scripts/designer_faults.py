@@ -13,11 +13,14 @@ import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
-TESTS = ["tst_designercore", "tst_designerapply", "tst_changelist", "tst_columnpropscore"]
+TESTS = ["tst_designercore", "tst_designerapply", "tst_changelist", "tst_columnpropscore", "tst_indexpagecore",
+         "tst_indexdefcore"]
 
 M='designer/core/ostmodifications.cpp'
 C='designer/core/osttabledesignercore.cpp'
 P='designer/core/ostcolumnpropscore.cpp'
+G='designer/core/ostindexpagecore.cpp'
+I='indexdef/core/ostindexdefcore.cpp'
 FAULTS = [
  ("size comparison reversed", M, "if (w.GetSize() < d.GetSize()) return mdColumnTruncated;", "if (w.GetSize() > d.GetSize()) return mdColumnTruncated;"),
  ("precision not compared", M, "if (d.GetPrecision() != w.GetPrecision()) return mdColumnPrecision;", "if (false) return mdColumnPrecision;"),
@@ -44,6 +47,22 @@ FAULTS = [
  ("unique enabled without indication", P, "c.UniqueEnabled = !c.Indication.trimmed().isEmpty();", "c.UniqueEnabled = true;"),
  ("retyped string length", P, "size = (oldType == dtString || oldType == dtWideString) ? old.GetSize() : 20;", "size = (oldType == dtString || oldType == dtWideString) ? old.GetSize() : 10;"),
  ("refused rename leaves the table closed", C, "        if (wasActive && !table.Active()) {", "        if (false) {"),
+ ("engine's index names applied", C, "if (m.Detail != mdIndexDeleted && IsSystemIndex(m.Name, false))", "if (false)"),
+ ("index apply takes input", C, "    TBusyScope busy(m_view);\n    TProgressScope progress(t, *this);\n    // An open table", "    TProgressScope progress(t, *this);\n    // An open table"),
+ ("pending dictionary made by the engine", C, "            CreateDictionaryTable(t.GetDatabaseName(), m_working->GetTableLevel(), *item);", "            Q_UNUSED(item);"),
+ ("dictionary kept after a failed index", C, "                made.DeleteTable();", "                Q_UNUSED(made);"),
+ ("column index left when cleared", C, "        indexes.Delete(i);\n        ++removed;", "        ++removed;"),
+ ("names paired without regard to case first", M, "for (int exact = 1; exact >= 0; --exact)", "for (int exact = 0; exact >= 0; --exact)"),
+ ("capacity no option", M, "if (d.Options != w.Options || d.Capacity != w.Capacity) return mdIndexOptions;", "if (d.Options != w.Options) return mdIndexOptions;"),
+ ("tmp names accepted", G, "return !upper.startsWith(QStringLiteral(\"SYS_\")) && !upper.startsWith(QStringLiteral(\"TMP\"));", "return !upper.startsWith(QStringLiteral(\"SYS_\"));"),
+ ("pending dictionary kept on delete", G, "if (row.Fulltext->Dictionary.trimmed().isEmpty()) m_designer.Dictionaries().DeleteDictionaryEntry(row.Fulltext->ID());", ";"),
+ ("figures of an edited index", G, "if (stored && stored->Name == ix->Name && stored->SameAs(*ix)) {", "if (stored) {"),
+ ("descending keys written ascending", I, "if (kind == ifDescending && k->Ascending) continue;", "if (kind == ifDescending && false) continue;"),
+ ("collations that differ kept", I, "return consistent ? result : EngineCollation();", "return result;"),
+ ("dictionary password not asked", I, "if (EncryptionKeyEnabled() && DictionaryKey.trimmed().isEmpty())", "if (false)"),
+ ("Pwd before Protection", I, "return protection >= 0 && EncryptionIndex >= protection;", "return EncryptionIndex > 0;"),
+ ("memo offered as a key", I, "bool OfferedForHierarchical(int type) { return type != dtChar && type != dtMemo &&", "bool OfferedForHierarchical(int type) { return type != dtChar &&"),
+ ("extension counts as a rename", I, "if (WithoutExtension(IndexName.trimmed()) != WithoutExtension(m_loadedName)) return true;", "if (IndexName.trimmed() != m_loadedName) return true;"),
 ]
 
 

@@ -167,7 +167,8 @@ int CompareIndexDefs(const TIndexDef& d, const TIndexDef& w) {
     if (d.DescFields != w.DescFields) return mdIndexDescFields;
     if (d.Expression != w.Expression) return mdIndexExpression;
     if (FieldExpression(d) != FieldExpression(w)) return mdIndexFieldExpression;
-    if (d.Options != w.Options) return mdIndexOptions;
+    // The capacity an index holds below level 4 is one of its options.
+    if (d.Options != w.Options || d.Capacity != w.Capacity) return mdIndexOptions;
     return mdNone;
 }
 
@@ -244,24 +245,36 @@ void ColumnEntries(const TOstTable& d, const TOstTable& w, TModifications& list)
         if (wc[j]->GetFieldNo() == 0) list.Add(mtColumn, wc[j]->GetName(), QString(), j + 1, mdColumnAdded);
 }
 
-// Named definitions: deleted, changed, added; found by name without regard to case.
+// Named definitions: deleted, changed, added. A definition is paired with the
+// one of exactly its name, else with one whose name differs only in case (a
+// change of letter case is a rename); names differing only in case are two
+// definitions when both are there.
 template <class Defs, class Def, class Compare, class NameOf>
 void NamedEntries(const Defs& d, const Defs& w, TModificationType kind, int added, int deleted, Compare compare,
                   NameOf nameOf, bool (*skip)(const Def&), TModifications& list) {
-    auto find = [&](const Defs& defs, const QString& name) -> const Def* {
-        for (int i = 0; i < defs.Count(); ++i)
-            if (SameText(nameOf(*defs[i]), name)) return defs[i];
-        return nullptr;
-    };
+    QVector<int> pair(d.Count(), -1);
+    QVector<bool> used(w.Count(), false);
+    for (int exact = 1; exact >= 0; --exact)
+        for (int i = 0; i < d.Count(); ++i) {
+            if (pair[i] >= 0 || skip(*d[i])) continue;
+            for (int j = 0; j < w.Count(); ++j) {
+                if (used[j] || skip(*w[j])) continue;
+                if (exact ? nameOf(*d[i]) == nameOf(*w[j]) : SameText(nameOf(*d[i]), nameOf(*w[j]))) {
+                    pair[i] = j;
+                    used[j] = true;
+                    break;
+                }
+            }
+        }
     for (int i = 0; i < d.Count(); ++i)
-        if (!skip(*d[i]) && !find(w, nameOf(*d[i]))) list.Add(kind, nameOf(*d[i]), nameOf(*d[i]), 0, deleted);
+        if (!skip(*d[i]) && pair[i] < 0) list.Add(kind, nameOf(*d[i]), nameOf(*d[i]), 0, deleted);
     for (int i = 0; i < d.Count(); ++i) {
-        if (skip(*d[i])) continue;
-        if (const Def* now = find(w, nameOf(*d[i])))
-            if (const int detail = compare(*d[i], *now)) list.Add(kind, nameOf(*now), nameOf(*d[i]), 0, detail);
+        if (pair[i] < 0) continue;
+        const Def* now = w[pair[i]];
+        if (const int detail = compare(*d[i], *now)) list.Add(kind, nameOf(*now), nameOf(*d[i]), 0, detail);
     }
-    for (int i = 0; i < w.Count(); ++i)
-        if (!skip(*w[i]) && !find(d, nameOf(*w[i]))) list.Add(kind, nameOf(*w[i]), QString(), 0, added);
+    for (int j = 0; j < w.Count(); ++j)
+        if (!skip(*w[j]) && !used[j]) list.Add(kind, nameOf(*w[j]), QString(), 0, added);
 }
 
 bool IsPrimary(const TIndexDef& ix) { return ix.Options.testFlag(ixPrimary); }

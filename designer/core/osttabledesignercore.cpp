@@ -1,9 +1,13 @@
 #include "designer/core/osttabledesignercore.h"
 
+#include "designer/core/ostindexpagecore.h"
 #include "designer/core/ostindexstrings.h"
 #include "designer/core/osttableprops.h"
 #include "engine/ostdataset.h"
 #include "engine/ostquery.h"
+#include "indexdef/core/ostindexdefcore.h"
+
+#include <QScopeGuard>
 
 namespace DesignerText {
 QString IndexesModified() { return QStringLiteral("Indexes has been modified. Apply changes before modifiying table structure."); }
@@ -22,6 +26,8 @@ QString InvalidIndication() {
 }
 QString CancelChanges() { return QStringLiteral("Do you want to cancel all changes and close the table designer?"); }
 QString CapacityRange() { return QStringLiteral("Capacity must be within %1 and %2"); }
+QString SystemIndexKept() { return QStringLiteral("Index %1 is kept by the engine: it can be neither changed nor deleted"); }
+QString FulltextNeedsLevel4() { return QStringLiteral("Fulltext indexes need table level 4 or higher"); }
 } // namespace DesignerText
 
 namespace {
@@ -49,9 +55,22 @@ private:
     ITableDesignerView* m_view;
 };
 
+// The definition of exactly this name (names differing in case are different indexes).
+template <class Defs> auto FindExact(const Defs& defs, const QString& name) -> decltype(defs[0]) {
+    for (auto* d : defs)
+        if (d->Name == name) return d;
+    return nullptr;
+}
+
 bool SameIndex(const TIndexDef& a, const TIndexDef* b) { return b && a.Name == b->Name && CompareIndexDefs(a, *b) == mdNone; }
 bool SameFulltext(const TOstFulltextIndexDef& a, const TOstFulltextIndexDef* b) {
     return b && a.Name == b->Name && CompareIndexDefs(a, *b) == mdNone;
+}
+
+bool FulltextHolds(const TOstFulltextIndexDef& ft, const QString& column) {
+    QStringList fields;
+    SplitIntoStringList(fields, ft.Fields, u';', true);
+    return fields.contains(column, Qt::CaseInsensitive);
 }
 
 } // namespace
@@ -131,6 +150,7 @@ void TOstTableDesignerCore::ReadDefinitions() {
         m_storedKeyFields.clear();
     }
     ReadKeyFields(m_keyFields, *m_working);
+    m_dictionaries.Clear(); // pending dictionaries belong to the definitions they came with
     m_modifications.Clear();
     m_resetCollations = false;
     SetDirtyStructure(false);
@@ -300,6 +320,92 @@ bool TOstTableDesignerCore::ColumnHasOwnIndex(const TOstFieldDef* def) const {
     return false;
 }
 
+int TOstTableDesignerCore::RemoveColumnIndex(const TOstFieldDef* def) {
+    if (!def || !m_working) return 0;
+    TIndexDefs& indexes = m_working->IndexDefs();
+    int removed = 0;
+    for (int i = indexes.Count() - 1; i >= 0; --i) {
+        const TIndexDef* ix = indexes[i];
+        if (ix->Options.testFlag(ixExpression) || IsSystemIndex(*ix)) continue;
+        if (ix->Fields.compare(def->GetName(), Qt::CaseInsensitive) != 0) continue;
+        indexes.Delete(i);
+        ++removed;
+    }
+    return removed;
+}
+
+bool TOstTableDesignerCore::ColumnInFulltextIndex(const TOstFieldDef* def) const {
+    if (!def || !m_working) return false;
+    for (const TOstFulltextIndexDef* ft : m_working->FulltextIndexDefs())
+        if (FulltextHolds(*ft, def->GetName())) return true;
+    return false;
+}
+
+TOstFulltextIndexDef* TOstTableDesignerCore::AddColumnToFulltextIndex(const TOstFieldDef* def) {
+    if (!def || !m_working || ColumnInFulltextIndex(def)) return nullptr;
+    if (!OstLevel::HasFulltext(m_working->GetTableLevel())) throw EOstTableDesigner(DesignerText::FulltextNeedsLevel4());
+    TOstFulltextIndexDefs& fulltext = m_working->FulltextIndexDefs();
+    for (TOstFulltextIndexDef* ft : fulltext) {
+        if (IsSystemIndex(*ft)) continue;
+        ft->Fields = ft->Fields.trimmed().isEmpty() ? def->GetName() : ft->Fields + u';' + def->GetName();
+        return ft;
+    }
+    // A new index over the column, named like no other index of the table.
+    QString name = QStringLiteral("Fulltext");
+    for (int n = 2; m_working->IndexDefs().IndexOf(name) >= 0 || fulltext.IndexOf(name) >= 0; ++n)
+        name = QStringLiteral("Fulltext%1").arg(n);
+    TOstFulltextIndexDef* ft = fulltext.Add(name, def->GetName(), QString());
+    ft->MinRelevance = DefaultMinRelevance;
+    // Its dictionary, named after the table, waits to be created with it.
+    QStringList taken;
+    if (TOstTable* t = DesignedTable())
+        if (TOstDatabase* db = t->GetDatabase()) {
+            try {
+                db->GetTableNames(taken, false);
+            } catch (const EOstraError&) {
+                // nothing known to avoid
+            }
+        }
+    for (const TDictionaryItem* item : m_dictionaries) taken.append(item->Name);
+    taken.append(m_working->GetTableName());
+    const QString base = m_working->GetTableName() + QStringLiteral("Words");
+    QString dictionary = base;
+    for (int n = 2; taken.contains(dictionary, Qt::CaseInsensitive); ++n) dictionary = base + QString::number(n);
+    bool singleFile = false;
+    if (TOstTable* t = DesignedTable())
+        if (TOstDatabase* db = t->GetDatabase()) singleFile = db->IsSingleFile();
+    // The words are as secret as the table: encrypted like it where the layout allows.
+    const int method = m_working->GetEncryptionMethod();
+    const bool encrypt = !singleFile && EncryptionNeedsPassword(method);
+    QString collation = def->GetCollationName().trimmed();
+    if (collation.isEmpty() || collation == DefaultCollationEntry()) collation = m_working->GetCollationName().trimmed();
+    if (collation.isEmpty()) collation = EngineCollation();
+    m_dictionaries.Add(dictionary, ft->ID(), 20, IsWideType(def->GetDataTypeOst()), QString(), collation,
+                       encrypt ? method : emDefault, encrypt ? m_encryptionKey : QString());
+    return ft;
+}
+
+int TOstTableDesignerCore::RemoveColumnFromFulltextIndex(const TOstFieldDef* def) {
+    if (!def || !m_working) return 0;
+    TOstFulltextIndexDefs& fulltext = m_working->FulltextIndexDefs();
+    int changed = 0;
+    for (int i = fulltext.Count() - 1; i >= 0; --i) {
+        TOstFulltextIndexDef* ft = fulltext[i];
+        if (IsSystemIndex(*ft) || !FulltextHolds(*ft, def->GetName())) continue;
+        QStringList fields;
+        SplitIntoStringList(fields, ft->Fields, u';', true);
+        fields.removeIf([&](const QString& f) { return f.compare(def->GetName(), Qt::CaseInsensitive) == 0 || f.isEmpty(); });
+        ++changed;
+        if (!fields.isEmpty()) {
+            ft->Fields = JoinStringList(fields, u';');
+            continue;
+        }
+        if (ft->Dictionary.trimmed().isEmpty()) m_dictionaries.DeleteDictionaryEntry(ft->ID());
+        fulltext.Delete(i);
+    }
+    return changed;
+}
+
 TIndexDef* TOstTableDesignerCore::AddColumnIndex(const TOstFieldDef* def) {
     if (!def || ColumnHasOwnIndex(def)) return nullptr;
     TIndexDefs& indexes = m_working->IndexDefs();
@@ -355,6 +461,10 @@ TIndexDef* TOstTableDesignerCore::GetPrimaryIndex(TOstTable& table) { return tab
 
 bool TOstTableDesignerCore::Apply() {
     if (m_readOnlyView || !DesignedTable()) return false;
+    // The progress of an apply lets input through; a second Apply meanwhile is none.
+    if (m_applying) return false;
+    m_applying = true;
+    const auto done = qScopeGuard([this] { m_applying = false; });
     TOstTable& table = *DesignedTable();
     if (m_working->GetTableName().trimmed().isEmpty()) {
         Error(DesignerText::MissingTableName());
@@ -369,6 +479,12 @@ bool TOstTableDesignerCore::Apply() {
     }
     if (RefreshModificationsList().IsEmpty()) {
         m_view->ShowInfoMsg(DesignerText::NoChanges());
+        return false;
+    }
+    // What the list shows is what is applied: an index change the engine
+    // would not carry out is refused before it is offered.
+    if (const QString refusal = IndexChangesRefusal(); !refusal.isEmpty()) {
+        Error(refusal);
         return false;
     }
     if (!m_view->ConfirmModifications(m_modifications)) return false;
@@ -402,6 +518,20 @@ bool TOstTableDesignerCore::Apply() {
     SetWorkingTable(&table);
     m_changesApplied = true;
     return true;
+}
+
+QString TOstTableDesignerCore::IndexChangesRefusal() {
+    if (!m_working) return QString();
+    const int level = m_working->GetTableLevel();
+    for (const TModification& m : m_modifications) {
+        if (m.Kind != mtIndex) continue;
+        // The engine's own indexes are never dropped or changed here, and a
+        // name it keeps for itself is never given to a new one.
+        if (m.Detail != mdIndexAdded && IsSystemIndex(m.OldName, false)) return DesignerText::SystemIndexKept().arg(m.OldName);
+        if (m.Detail != mdIndexDeleted && IsSystemIndex(m.Name, false))
+            return (level >= 4 ? IndexPageText::InvalidName() : IndexPageText::InvalidNameLow()).arg(m.Name);
+    }
+    return QString();
 }
 
 bool TOstTableDesignerCore::RenameDesignedTable(TOstTable& table, const QString& newName) {
@@ -546,42 +676,93 @@ bool TOstTableDesignerCore::ApplyTableChanges() {
 bool TOstTableDesignerCore::ApplyIndexChanges(int phase) {
     TOstTable& t = *DesignedTable();
     if (phase != 0 && phase != 1) return true;
+    // The progress event lets input through: pages and buttons take none meanwhile.
+    TBusyScope busy(m_view);
     TProgressScope progress(t, *this);
+    // An open table would read its records again after each index; it is
+    // opened once when the apply is through (or when this phase fails).
+    const bool wasActive = t.Active();
+    auto closeForIndexes = [&] {
+        if (t.Active()) t.Close();
+    };
     try {
         if (phase == 0) {
             QStringList gone;
             for (const TIndexDef* ix : t.IndexDefs())
-                if (!IsSystemIndex(*ix) && !SameIndex(*ix, m_working->IndexDefs().Find(ix->Name))) gone.append(ix->Name);
+                if (!IsSystemIndex(*ix) && !SameIndex(*ix, FindExact(m_working->IndexDefs(), ix->Name))) gone.append(ix->Name);
+            if (!gone.isEmpty()) closeForIndexes();
             for (const QString& name : gone) t.DeleteIndex(name);
             QStringList goneFulltext;
-            for (const TOstFulltextIndexDef* ft : t.FulltextIndexDefs()) {
-                const int i = m_working->FulltextIndexDefs().IndexOf(ft->Name);
-                if (!SameFulltext(*ft, i < 0 ? nullptr : m_working->FulltextIndexDefs()[i])) goneFulltext.append(ft->Name);
-            }
+            for (const TOstFulltextIndexDef* ft : t.FulltextIndexDefs())
+                if (!SameFulltext(*ft, FindExact(m_working->FulltextIndexDefs(), ft->Name))) goneFulltext.append(ft->Name);
             for (const QString& name : goneFulltext) t.DeleteFulltextIndex(name);
         } else {
             for (const TIndexDef* ix : m_working->IndexDefs()) {
-                if (IsSystemIndex(*ix) || SameIndex(*ix, t.IndexDefs().Find(ix->Name))) continue;
+                if (IsSystemIndex(*ix) || SameIndex(*ix, FindExact(t.IndexDefs(), ix->Name))) continue;
+                closeForIndexes();
                 m_view->SetStatusText(QStringLiteral("Creating index %1 ...").arg(ix->Name));
                 const bool expression = ix->Options.testFlag(ixExpression) && !ix->Expression.isEmpty();
-                t.AddIndex(ix->Name, expression ? ix->Expression : ix->Fields, ix->Options, ix->DescFields);
+                t.AddIndex(ix->Name, expression ? ix->Expression : ix->Fields, ix->Options, ix->DescFields,
+                           OstLevel::CapacityPerTable(t.GetTableLevel()) ? 0 : ix->Capacity);
             }
             for (const TOstFulltextIndexDef* ft : m_working->FulltextIndexDefs()) {
-                const int i = t.FulltextIndexDefs().IndexOf(ft->Name);
-                if (SameFulltext(*ft, i < 0 ? nullptr : t.FulltextIndexDefs()[i])) continue;
+                if (SameFulltext(*ft, FindExact(t.FulltextIndexDefs(), ft->Name))) continue;
                 m_view->SetStatusText(QStringLiteral("Creating index %1 ...").arg(ft->Name));
-                if (!t.Active()) t.Open();
-                // The engine takes the rest of the definition (minimum relevance) from the component.
-                const int held = t.FulltextIndexDefs().IndexOf(ft->Name);
-                (held < 0 ? t.FulltextIndexDefs().Add() : t.FulltextIndexDefs()[held])->Assign(*ft);
-                t.AddFulltextIndex2(ft->Name, ft->Fields, ft->Dictionary, ft->Separators);
+                ApplyFulltextIndex(t, *ft);
             }
         }
         return true;
     } catch (const EOstraError& e) {
+        if (wasActive && !t.Active()) {
+            try {
+                t.Open();
+            } catch (const EOstraError&) {
+                // the error below says what went wrong
+            }
+        }
         Error(e.Message());
         return false;
     }
+}
+
+bool TOstTableDesignerCore::ApplyFulltextIndex(TOstTable& t, const TOstFulltextIndexDef& ft) {
+    if (!t.Active()) t.Open();
+    QString dictionary = ft.Dictionary.trimmed();
+    bool created = false;
+    if (dictionary.isEmpty()) {
+        if (const TDictionaryItem* item = m_dictionaries.FindDictionaryEntry(ft.ID())) {
+            CreateDictionaryTable(t.GetDatabaseName(), m_working->GetTableLevel(), *item);
+            dictionary = item->Name.trimmed();
+            created = true;
+        }
+    }
+    // The engine takes the rest of the definition (minimum relevance) from the component.
+    const int held = t.FulltextIndexDefs().IndexOf(ft.Name);
+    TOstFulltextIndexDef before;
+    if (held >= 0) before.Assign(*t.FulltextIndexDefs()[held]);
+    TOstFulltextIndexDef* copy = held < 0 ? t.FulltextIndexDefs().Add() : t.FulltextIndexDefs()[held];
+    copy->Assign(ft);
+    copy->Dictionary = dictionary;
+    try {
+        t.AddFulltextIndex2(ft.Name, ft.Fields, dictionary, ft.Separators);
+    } catch (const EOstraError&) {
+        // The component holds what is stored again.
+        if (held < 0) t.FulltextIndexDefs().Delete(copy->Index());
+        else t.FulltextIndexDefs()[held]->Assign(before);
+        // A dictionary made for this index alone goes with it.
+        if (created) {
+            try {
+                TOstTable made(nullptr);
+                made.SetDatabaseName(t.GetDatabaseName());
+                made.SetTableName(dictionary);
+                made.DeleteTable();
+            } catch (const EOstraError&) {
+                // it stays as an empty table
+            }
+        }
+        throw;
+    }
+    return true;
 }
 
 void TOstTableDesignerCore::SetProgress(QObject* sender, int percent, bool& abort) {

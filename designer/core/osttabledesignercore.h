@@ -8,6 +8,7 @@
 
 #include "designer/core/ostmodifications.h"
 #include "engine/ostdataset.h"
+#include "indexdef/core/ostdictionaries.h"
 #include "engine/base/sysutils.h"
 
 #include <QList>
@@ -121,6 +122,18 @@ public:
     TIndexDef* AddColumnIndex(const TOstFieldDef* def);
     // Whether an index (not an expression) covers exactly this column.
     bool ColumnHasOwnIndex(const TOstFieldDef* def) const;
+    // "Create Index" switched off: the indexes over the column alone go
+    // (never the primary index or one the engine keeps). Returns how many.
+    int RemoveColumnIndex(const TOstFieldDef* def);
+    // "Add to Fulltext Index": the column joins the table's first fulltext
+    // index; without one, a fulltext index "Fulltext" over it is made, with a
+    // new dictionary named after the table (encrypted as the table is).
+    // Returns the index, or nullptr when the column is in one already.
+    TOstFulltextIndexDef* AddColumnToFulltextIndex(const TOstFieldDef* def);
+    // Switched off: the column leaves every fulltext index holding it; an
+    // index left without columns goes with its pending dictionary.
+    int RemoveColumnFromFulltextIndex(const TOstFieldDef* def);
+    bool ColumnInFulltextIndex(const TOstFieldDef* def) const;
 
     // The indication offered to a column that becomes dtAutoInc: the primary
     // key's columns, else those of the first unique index, else nothing.
@@ -138,12 +151,20 @@ public:
     static void ReadKeyFields(QStringList& list, TOstTable& table);
     static TIndexDef* GetPrimaryIndex(TOstTable& table);
 
+    // ---- new fulltext dictionaries, created when the index changes are applied
+    TDictionaries& Dictionaries() { return m_dictionaries; }
+
     // ---- applying
+    // Index changes the engine would not carry out as listed (a name it keeps
+    // for itself, two names differing only in case): the message refusing
+    // them, empty when there is none.
+    QString IndexChangesRefusal();
     // The Apply button: checks, confirmation, then the engine; true when applied.
     bool Apply();
     bool ApplyTableChanges();
     bool ApplyIndexChanges(int phase);
     bool ChangesApplied() const { return m_changesApplied; }
+    bool Applying() const { return m_applying; }
 
     // ---- closing
     // Whether the designer may close; asks when edits would be lost.
@@ -163,14 +184,17 @@ private:
     // when the engine refused, the table then open again if it was.
     bool RenameDesignedTable(TOstTable& table, const QString& newName);
 
+    bool ApplyFulltextIndex(TOstTable& t, const TOstFulltextIndexDef& ft);
+
     ITableDesignerView* m_view;
     QPointer<TOstDataSet> m_table;
+    TDictionaries m_dictionaries;
     std::unique_ptr<TOstTable> m_working;
     TModifications m_modifications;
     QStringList m_keyFields, m_storedKeyFields;
     QString m_encryptionKey, m_savedIndexName;
     bool m_newTable = false, m_readOnlyView = false, m_dirtyStructure = false, m_dirtyIndexes = false;
-    bool m_changesApplied = false, m_resetCollations = false;
+    bool m_changesApplied = false, m_resetCollations = false, m_applying = false;
 };
 
 // The texts the designer shows, as its users know them.
@@ -184,4 +208,6 @@ QString LinkTableMissing();
 QString InvalidIndication();
 QString CancelChanges();
 QString CapacityRange();
+QString SystemIndexKept();     // with the index name
+QString FulltextNeedsLevel4();
 } // namespace DesignerText

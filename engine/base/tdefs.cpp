@@ -54,11 +54,12 @@ void TIndexDef::Assign(const TIndexDef& s) {
     Expression = s.Expression;
     GroupingLevel = s.GroupingLevel;
     Options = s.Options;
+    Capacity = s.Capacity;
 }
 
 bool TIndexDef::SameAs(const TIndexDef& o) const {
     return Name == o.Name && Fields == o.Fields && DescFields == o.DescFields && CaseInsFields == o.CaseInsFields &&
-           Expression == o.Expression && Options == o.Options;
+           Expression == o.Expression && Options == o.Options && Capacity == o.Capacity;
 }
 
 TIndexDef* TIndexDefs::Add(const QString& name, const QString& fields, TIndexOptions options) {

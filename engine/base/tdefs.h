@@ -37,6 +37,10 @@ public:
     QString Expression;
     int GroupingLevel = 0;
     TIndexOptions Options;
+    // Rows the index is laid out for below table level 4, where each index
+    // holds its own capacity; 0 = the table's. From level 4 on the table's
+    // capacity counts for every index.
+    int Capacity = 0;
     // Copies every member (the designer's AssignIndexDef adds its own ordering on top).
     void Assign(const TIndexDef& src);
     bool SameAs(const TIndexDef& o) const;

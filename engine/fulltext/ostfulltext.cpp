@@ -409,33 +409,21 @@ void OstFulltextRefreshTriggers(OstConnection& c, const QStringList& reachable) 
                 oldVals << QStringLiteral("OLD.") + Q(col->name);
                 changed << QStringLiteral("OLD.%1 IS NOT NEW.%1").arg(Q(col->name));
             }
-            auto words = [&](const QStringList& vals) {
-                return QStringLiteral("SELECT value FROM json_each(ostra_words(%1, '%2', %3))").arg(cut).arg(p.captured(2), vals.join(QStringLiteral(", ")));
-            };
+            // Each changed row notes its words; the counts reach the dictionary
+            // once the statement is through (ostfulltextdict.cpp).
             const QString D = Q(d->name), K = Q(DictColumn(*d, "Keyword").name), R = Q(DictColumn(*d, "Relevance").name);
-            auto matches = [&](const QString& sub) {
-                return QStringLiteral("SELECT k.rowid FROM (%1) AS w JOIN %2 AS k ON k.%3 = w.value COLLATE BINARY").arg(sub, D, K);
-            };
-            auto addWords = [&](const QString& sub) {
-                return QStringLiteral("UPDATE %1 SET %3 = %3 + 1 WHERE rowid IN (%4) AND %3 < 65535; "
-                                      "INSERT INTO %1(%2, %3) SELECT w.value, 1 FROM (%5) AS w "
-                                      "WHERE NOT EXISTS (SELECT 1 FROM %1 AS k WHERE k.%2 = w.value COLLATE BINARY);")
-                    .arg(D, K, R, matches(sub), sub);
-            };
-            auto removeWords = [&](const QString& sub) {
-                return QStringLiteral("UPDATE %1 SET %2 = %2 - 1 WHERE rowid IN (%3) AND %2 < 65535; "
-                                      "DELETE FROM %1 WHERE rowid IN (%3) AND %2 <= 0;")
-                    .arg(D, R, matches(sub));
+            const QString separators = QString::fromUtf8(QByteArray::fromHex(p.captured(2).toLatin1()));
+            const int number = OstDictionaryNumber(c, D, K, R, separators, cut);
+            auto note = [&](int sign, const QStringList& vals) {
+                return QStringLiteral("SELECT ostra_dict_note(%1, %2, %3);").arg(number).arg(sign).arg(vals.join(QStringLiteral(", ")));
             };
             c.Exec(QStringLiteral("CREATE TEMP TRIGGER %1 AFTER INSERT ON %2 BEGIN %3 END")
-                       .arg(Q(DictionaryTrigger(m, f, u'i')), loc.qualified(), addWords(words(newVals))));
+                       .arg(Q(DictionaryTrigger(m, f, u'i')), loc.qualified(), note(1, newVals)));
             c.Exec(QStringLiteral("CREATE TEMP TRIGGER %1 AFTER DELETE ON %2 BEGIN %3 END")
-                       .arg(Q(DictionaryTrigger(m, f, u'd')), loc.qualified(), removeWords(words(oldVals))));
-            const QString gone = words(oldVals) + QStringLiteral(" EXCEPT ") + words(newVals);
-            const QString came = words(newVals) + QStringLiteral(" EXCEPT ") + words(oldVals);
+                       .arg(Q(DictionaryTrigger(m, f, u'd')), loc.qualified(), note(-1, oldVals)));
             c.Exec(QStringLiteral("CREATE TEMP TRIGGER %1 AFTER UPDATE OF %2 ON %3 WHEN %4 BEGIN %5 %6 END")
                        .arg(Q(DictionaryTrigger(m, f, u'u')), cols.join(QStringLiteral(", ")), loc.qualified(), changed.join(QStringLiteral(" OR ")),
-                            removeWords(gone), addWords(came)));
+                            note(-1, oldVals), note(1, newVals)));
         }
     }
 }
@@ -461,6 +449,9 @@ public:
     void RefreshTriggers(OstConnection& c, const QStringList& reachable) override {
         OstFulltextRefreshTriggers(c, reachable);
     }
+    void Settle(OstConnection& c) override { OstDictionarySettle(c); }
+    void Discard(OstConnection& c) override { OstDictionaryDiscard(c.Db()); }
+    bool Pending(sqlite3* db) override { return OstDictionaryPending(db); }
 };
 
 } // namespace

@@ -12,16 +12,21 @@
 // except the tokenizer, which every engine connection registers.
 // The dictionary (Keyword, Relevance, RecordId) may be another table file of a
 // directory database, which persistent triggers cannot reach; temporary
-// triggers of each engine connection keep it, like the foreign-key triggers.
+// triggers of each engine connection keep it, like the foreign-key triggers:
+// they count the words of the rows a statement changes in memory, and the
+// counts are written to the dictionary once per statement
+// (ostfulltextdict.cpp).
 // Building an index fills the dictionary in one statement from fts5vocab
 // rather than word by word.
 //
 // Relevance. The relevance of a word in a record is the number of times it
 // occurs in the record's indexed columns; the relevance of a record for a
 // search is the sum over the searched words (a prefix counts every word it
-// matches), capped at 65535. A search finds records whose relevance reaches
-// the index's minimum relevance (0 and 1: one occurrence) and ranks them by
-// relevance, highest first, then by record id. A dictionary keyword's
+// matches), capped at 65535. A search finds the records holding the words
+// whose relevance reaches the index's minimum relevance, a percentage (0 to
+// 100) of the relevance of the most relevant record found (0: every record
+// holding the words), and ranks them by relevance, highest first, then by
+// record id. A dictionary keyword's
 // Relevance is the number of records holding it, summed over the indexes that
 // share the dictionary and capped at 65535 (a capped count stays at 65535
 // until the index is built again).

@@ -36,26 +36,44 @@ public:
     // Calls sink(word, length, startByte, endByte) for every word; a result
     // other than 0 stops the split and is returned.
     template <class Sink> int Split(const char* text, int n, Sink&& sink) const {
-        std::string word;
+        // The word is built in place; its buffer only grows.
+        std::string word(64, '\0');
+        size_t length = 0;
         int start = -1, chars = 0;
+        auto put = [&](char ch) {
+            if (length == word.size()) word.resize(word.size() * 2);
+            word[length++] = ch;
+        };
         auto flush = [&](int end) {
             int rc = 0;
-            if (start >= 0) rc = sink(word.data(), int(word.size()), start, end);
-            word.clear();
+            if (start >= 0) rc = sink(word.data(), int(length), start, end);
+            length = 0;
             start = -1;
             chars = 0;
             return rc;
         };
+        const auto* s = reinterpret_cast<const unsigned char*>(text);
         int i = 0;
         while (i < n) {
             const int at = i;
-            const char32_t c = Decode(reinterpret_cast<const unsigned char*>(text), n, i);
+            const unsigned char b = s[i];
+            if (b < 0x80) { // ASCII: no decoding, folded in place
+                ++i;
+                if (m_ascii[b]) {
+                    if (const int rc = flush(at)) return rc;
+                    continue;
+                }
+                if (start < 0) start = at;
+                if (chars++ < m_maxLen) put(char(b >= 'A' && b <= 'Z' ? b + 32 : b));
+                continue;
+            }
+            const char32_t c = Decode(s, n, i);
             if (IsSeparator(c)) {
                 if (const int rc = flush(at)) return rc;
                 continue;
             }
             if (start < 0) start = at;
-            if (chars++ < m_maxLen) Append(word, Lower(c));
+            if (chars++ < m_maxLen) Append(put, Lower(c));
         }
         return flush(n);
     }
@@ -78,21 +96,21 @@ private:
         if (c < 128) return (c >= 'A' && c <= 'Z') ? c + 32 : c;
         return QChar::toLower(c);
     }
-    static void Append(std::string& out, char32_t c) {
+    template <class Put> static void Append(Put& out, char32_t c) {
         if (c < 0x80) {
-            out += char(c);
+            out(char(c));
         } else if (c < 0x800) {
-            out += char(0xC0 | (c >> 6));
-            out += char(0x80 | (c & 0x3F));
+            out(char(0xC0 | (c >> 6)));
+            out(char(0x80 | (c & 0x3F)));
         } else if (c < 0x10000) {
-            out += char(0xE0 | (c >> 12));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
+            out(char(0xE0 | (c >> 12)));
+            out(char(0x80 | ((c >> 6) & 0x3F)));
+            out(char(0x80 | (c & 0x3F)));
         } else {
-            out += char(0xF0 | (c >> 18));
-            out += char(0x80 | ((c >> 12) & 0x3F));
-            out += char(0x80 | ((c >> 6) & 0x3F));
-            out += char(0x80 | (c & 0x3F));
+            out(char(0xF0 | (c >> 18)));
+            out(char(0x80 | ((c >> 12) & 0x3F)));
+            out(char(0x80 | ((c >> 6) & 0x3F)));
+            out(char(0x80 | (c & 0x3F)));
         }
     }
 
@@ -124,3 +142,16 @@ QStringList Columns(const OstFulltextMeta& f);
 
 // Registers ostra_search on a connection (ostfulltextsearch.cpp).
 void OstRegisterFulltextSearch(sqlite3* db);
+
+// Dictionary counts kept per statement (ostfulltextdict.cpp): the function
+// ostra_dict_note of a connection, the number its triggers pass for a
+// dictionary (its table, keyword and relevance columns quoted for SQL) and an
+// index's word splitting, and writing, dropping and looking for the counts
+// that wait.
+class OstConnection;
+void OstRegisterDictionaryKeeping(sqlite3* db);
+int OstDictionaryNumber(OstConnection& c, const QString& table, const QString& keyword, const QString& relevance,
+                        const QString& separators, int maxLen);
+void OstDictionarySettle(OstConnection& c);
+void OstDictionaryDiscard(sqlite3* db);
+bool OstDictionaryPending(sqlite3* db);

@@ -14,11 +14,11 @@ namespace {
 QString Q(const QString& s) { return OstQuoteIdent(s); }
 
 // One search, ready for FTS5: the index's table, the MATCH expression and the
-// least relevance a hit needs.
+// least relevance a hit needs, in percent of the most relevant hit's.
 struct Plan {
     QString fts;
     QString match;
-    int minRelevance = 1;
+    int minRelevance = 0;
 };
 
 // The search text as an FTS5 expression. Words are split at the index's
@@ -102,7 +102,7 @@ Plan MakePlan(const OstTableMeta& m, const QString& indexName, const QString& de
     p.fts = OstFts::TableName(m, *f);
     p.match = MatchExpression(words, OstFts::Separators(*f), any);
     if (at >= 0) p.match = QStringLiteral("{c%1} : (%2)").arg(at).arg(p.match);
-    p.minRelevance = std::max(1, f->minRelevance);
+    p.minRelevance = std::clamp(f->minRelevance, 0, 100);
     return p;
 }
 
@@ -111,10 +111,15 @@ QVector<OstFulltextHit> Run(sqlite3* db, const QString& schema, const Plan& p) {
     QVector<OstFulltextHit> hits;
     OstStmt st(db, QStringLiteral("SELECT rowid, ostra_relevance(%2) FROM %1.%2 WHERE %2 MATCH ?1").arg(schema, Q(p.fts)));
     st.Bind(1, p.match);
+    int best = 0;
     while (st.Step()) {
         const int rel = int(st.Int64(1));
-        if (rel >= p.minRelevance) hits.append({st.Int64(0), rel});
+        hits.append({st.Int64(0), rel});
+        best = std::max(best, rel);
     }
+    // A hit less relevant than the index's minimum share of the best one is no hit.
+    if (p.minRelevance > 0)
+        hits.removeIf([&](const OstFulltextHit& h) { return qint64(h.relevance) * 100 < qint64(p.minRelevance) * best; });
     std::stable_sort(hits.begin(), hits.end(), [](const OstFulltextHit& a, const OstFulltextHit& b) { return a.relevance > b.relevance; });
     return hits;
 }
@@ -151,7 +156,12 @@ OstContainsResolver OstFulltextFilter::Resolver() {
     return [data](const QString& column, const QString& words, bool any) {
         const Plan p = MakePlan(data->meta, QString(), data->defaultIndex, column, words, any);
         const QString fts = data->loc.schema + u'.' + Q(p.fts), match = OstQuoteString(p.match);
-        const QString least = p.minRelevance > 1 ? QStringLiteral(" AND ostra_relevance(%1) >= %2").arg(Q(p.fts)).arg(p.minRelevance) : QString();
+        const QString least =
+            p.minRelevance > 0
+                ? QStringLiteral(" AND ostra_relevance(%1) * 100 >= %2 * (SELECT ostra_relevance(%1) FROM %3 WHERE %1 MATCH %4 "
+                                 "ORDER BY ostra_relevance(%1) DESC LIMIT 1)")
+                      .arg(Q(p.fts)).arg(p.minRelevance).arg(fts, match)
+                : QString();
         data->ranks << QStringLiteral("coalesce((SELECT ostra_relevance(%1) FROM %2 WHERE %1 MATCH %3 AND %1.rowid = %4.rowid), 0)")
                            .arg(Q(p.fts), fts, match, data->loc.table);
         return QStringLiteral("rowid IN (SELECT rowid FROM %1 WHERE %2 MATCH %3%4)").arg(fts, Q(p.fts), match, least);

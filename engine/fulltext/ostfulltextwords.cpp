@@ -1,5 +1,5 @@
 // The word splitting of fulltext indexes on a connection: the FTS5 tokenizer
-// "ostra", the relevance function and ostra_words for the dictionary triggers.
+// "ostra", the relevance function and ostra_words (the distinct keywords of texts).
 #include "engine/fulltext/ostfulltext.h"
 #include "engine/fulltext/ostfulltext_p.h"
 
@@ -151,4 +151,5 @@ void OstRegisterFulltext(sqlite3* db) {
     sqlite3_create_function_v2(db, "ostra_words", -1, SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS, nullptr,
                                Words, nullptr, nullptr, nullptr);
     OstRegisterFulltextSearch(db);
+    OstRegisterDictionaryKeeping(db);
 }

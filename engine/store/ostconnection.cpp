@@ -326,7 +326,12 @@ QString OstConnection::QueryText(const QString& sql, const QVariantList& args) {
 
 // The outermost level is a real transaction unless SQL of the caller's own has
 // one open already; then every level is a savepoint inside it.
+void OstConnection::SettleStatement() { OstExtensions::Settle(*this); }
+void OstConnection::DiscardStatement() { OstExtensions::Discard(*this); }
+
 void OstConnection::Begin() {
+    // A savepoint rolled back later takes only what was done inside it.
+    if (InTransaction()) OstExtensions::Settle(*this);
     if (m_txDepth == 0) {
         m_ownOuter = sqlite3_get_autocommit(m_db) != 0;
         Exec(m_ownOuter ? QStringLiteral("BEGIN IMMEDIATE") : QStringLiteral("SAVEPOINT ost_sp0"));
@@ -339,6 +344,7 @@ void OstConnection::Begin() {
 void OstConnection::Commit() {
     if (m_txDepth == 0) return;
     if (m_fkQueued) SettleForeignKeys();
+    OstExtensions::Settle(*this);
     if (m_txDepth == 1 && m_ownOuter) Exec(QStringLiteral("COMMIT"));
     else Exec(QStringLiteral("RELEASE ost_sp%1").arg(m_txDepth - 1));
     --m_txDepth;
@@ -346,6 +352,7 @@ void OstConnection::Commit() {
 
 void OstConnection::Rollback() {
     if (m_txDepth == 0) return;
+    OstExtensions::Discard(*this);
     --m_txDepth;
     m_triggersGeneration = -1; // triggers made inside the transaction are gone with it
     if (m_txDepth == 0 && m_ownOuter) {
@@ -573,15 +580,12 @@ void OstConnection::DeleteMeta(const QString& tableName) {
 }
 
 QStringList OstConnection::TableNames(bool systemTables) {
-    // Fulltext dictionaries and tables marked as such are system tables.
-    const QList<OstTableMeta> metas = AllMetas();
-    QSet<QString> dictionaries;
-    for (const OstTableMeta& m : metas)
-        for (const OstFulltextMeta& f : m.fulltext)
-            if (!f.dictionary.trimmed().isEmpty()) dictionaries.insert(f.dictionary.trimmed().toLower());
+    // Tables marked as system tables are left out unless asked for. Fulltext
+    // dictionaries are listed: they are tables of their own, which another
+    // index may use and which a new dictionary must not be named after.
     QStringList names;
-    for (const OstTableMeta& m : metas)
-        if (systemTables || !(m.system || dictionaries.contains(m.name.toLower()))) names.append(m.name);
+    for (const OstTableMeta& m : AllMetas())
+        if (systemTables || !m.system) names.append(m.name);
     return names;
 }
 

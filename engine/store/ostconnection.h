@@ -81,10 +81,17 @@ public:
     [[noreturn]] void Fail(int rc, const QString& context = QString()) const;
 
     // Transactions nest: the outermost Begin starts it, inner ones use savepoints.
+    // What the statements so far left to be done once per statement (the
+    // extensions' counts) is done before a savepoint starts and before a
+    // commit, and dropped with a rollback.
     void Begin();
     void Commit();
     void Rollback();
     bool InTransaction() const { return m_txDepth > 0 || !sqlite3_get_autocommit(m_db); }
+    // After a statement of the user's that went through / failed: its
+    // once-per-statement work is done / dropped.
+    void SettleStatement();
+    void DiscardStatement();
 
     // The file that stores a table (the .dat file or the .ostd file); names
     // compare without case.

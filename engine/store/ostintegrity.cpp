@@ -106,9 +106,14 @@ void OstConnection::InstallForeignKeyHooks() {
     sqlite3_create_function_v2(m_db, "ost_fk_queued", 0, SQLITE_UTF8, &m_fkQueued, OstFkQueued, nullptr, nullptr, nullptr);
     // A commit that would leave queued keys unchecked (SQL that commits on its
     // own) is turned into a rollback.
-    sqlite3_commit_hook(m_db, [](void* p) -> int { return static_cast<OstConnection*>(p)->m_fkQueued ? 1 : 0; }, this);
+    // The same for counts of the extensions that wait for the end of a statement.
+    sqlite3_commit_hook(m_db, [](void* p) -> int {
+        auto* c = static_cast<OstConnection*>(p);
+        return c->m_fkQueued || OstExtensions::Pending(c->m_db) ? 1 : 0;
+    }, this);
     sqlite3_rollback_hook(m_db, [](void* p) {
         auto* c = static_cast<OstConnection*>(p);
+        OstExtensions::Discard(*c);
         c->m_fkQueued = false;
         c->m_triggersGeneration = -1;
     }, this);

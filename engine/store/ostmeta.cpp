@@ -23,10 +23,13 @@ QJsonObject OstTableMeta::ToJson() const {
                                 {"expression", c.expression}, {"spec", c.spec}, {"number", c.number}});
     o["columns"] = cols;
     QJsonArray idx;
-    for (const auto& i : indexes)
-        idx.append(QJsonObject{{"name", i.name}, {"fields", i.fields}, {"descFields", i.descFields},
-                               {"caseInsFields", i.caseInsFields}, {"expression", i.expression},
-                               {"groupingLevel", i.groupingLevel}, {"options", i.options}});
+    for (const auto& i : indexes) {
+        QJsonObject ix{{"name", i.name}, {"fields", i.fields}, {"descFields", i.descFields},
+                       {"caseInsFields", i.caseInsFields}, {"expression", i.expression},
+                       {"groupingLevel", i.groupingLevel}, {"options", i.options}};
+        if (i.capacity != 0) ix["capacity"] = i.capacity;
+        idx.append(ix);
+    }
     o["indexes"] = idx;
     QJsonArray ft;
     for (const auto& f : fulltext)
@@ -83,7 +86,7 @@ OstTableMeta OstTableMeta::FromJson(const QJsonObject& o) {
         const QJsonObject c = v.toObject();
         m.indexes.append({c["name"].toString(), c["fields"].toString(), c["descFields"].toString(),
                           c["caseInsFields"].toString(), c["expression"].toString(), c["groupingLevel"].toInt(),
-                          c["options"].toInt()});
+                          c["options"].toInt(), c["capacity"].toInt()});
     }
     for (const auto& v : o["fulltext"].toArray()) {
         const QJsonObject c = v.toObject();

@@ -26,6 +26,7 @@ struct OstIndexMeta {
     QString name, fields, descFields, caseInsFields, expression;
     int groupingLevel = 0;
     int options = 0;
+    int capacity = 0; // rows the index is laid out for below level 4; 0 = the table's
 };
 
 struct OstFulltextMeta {

@@ -63,4 +63,18 @@ void RefreshTriggers(OstConnection& c, const QStringList& reachable) {
     for (OstTableExtension* x : All()) x->RefreshTriggers(c, reachable);
 }
 
+void Settle(OstConnection& c) {
+    for (OstTableExtension* x : All()) x->Settle(c);
+}
+
+void Discard(OstConnection& c) {
+    for (OstTableExtension* x : All()) x->Discard(c);
+}
+
+bool Pending(sqlite3* db) {
+    for (OstTableExtension* x : All())
+        if (x->Pending(db)) return true;
+    return false;
+}
+
 } // namespace OstExtensions

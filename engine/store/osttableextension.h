@@ -40,6 +40,14 @@ public:
     // (Re)creates the connection's temporary triggers for every reachable
     // table (lower-case names); runs with the foreign-key triggers.
     virtual void RefreshTriggers(OstConnection& c, const QStringList& reachable) = 0;
+    // Work the connection's statements left to be done once per statement
+    // (counts kept in memory while rows changed): Settle writes it, inside
+    // the transaction, after each statement and before each commit; Discard
+    // drops it when the statement or transaction it came from is undone;
+    // Pending tells whether any waits (a commit then would lose it).
+    virtual void Settle(OstConnection& c) { (void)c; }
+    virtual void Discard(OstConnection& c) { (void)c; }
+    virtual bool Pending(sqlite3* db) { (void)db; return false; }
 };
 
 void OstInstallTableExtension(OstTableExtension* extension);
@@ -55,4 +63,7 @@ void AfterChange(OstConnection& c, const OstTableLocation& loc, const OstTableMe
                  bool rebuild);
 void CheckDeletable(OstConnection& c, const QString& table);
 void RefreshTriggers(OstConnection& c, const QStringList& reachable);
+void Settle(OstConnection& c);
+void Discard(OstConnection& c);
+bool Pending(sqlite3* db);
 } // namespace OstExtensions

@@ -206,7 +206,7 @@ void OstRenameStoredTable(OstConnection& c, const QString& name, const QString& 
 }
 
 OstTableMeta OstPlanAddIndex(OstConnection& c, const QString& table, const QString& name, const QString& fields, TIndexOptions options,
-                             const QString& descFields) {
+                             const QString& descFields, int capacity) {
     OstTableMeta m = OstStoredMeta(c, table);
     for (const OstIndexMeta& ix : m.indexes)
         if (ix.name == name) throw EOstraError(OstErr::AlreadyExists, QStringLiteral("Index \"%1\" already exists").arg(name));
@@ -224,6 +224,7 @@ OstTableMeta OstPlanAddIndex(OstConnection& c, const QString& table, const QStri
         ix.descFields = desc.join(QLatin1Char(';'));
     }
     ix.options = static_cast<int>(options.toInt());
+    ix.capacity = capacity;
     m.indexes.append(ix);
     OstValidateMeta(m, &c);
     return m;

@@ -29,7 +29,7 @@ void OstRenameStoredTable(OstConnection& c, const QString& name, const QString& 
 // Adding or dropping one index: the plan checks and returns the new
 // definitions (the added index last); the second call stores them.
 OstTableMeta OstPlanAddIndex(OstConnection& c, const QString& table, const QString& name, const QString& fields,
-                             TIndexOptions options, const QString& descFields);
+                             TIndexOptions options, const QString& descFields, int capacity = 0);
 void OstAddStoredIndex(OstConnection& c, const QString& table, const OstTableMeta& planned);
 OstTableMeta OstPlanDeleteIndex(OstConnection& c, const QString& table, const QString& name, OstIndexMeta& dropped);
 void OstDeleteStoredIndex(OstConnection& c, const QString& table, const OstTableMeta& planned, const OstIndexMeta& dropped);

@@ -144,6 +144,8 @@ static void ValidateIndexes(const OstTableMeta& m) {
         names.insert(ix.name);
         if (ix.name.contains(QLatin1Char('"')) || ix.name.contains(QLatin1Char('/')) || ix.name.contains(QLatin1Char('\\')) || ix.name.contains(QChar(0)))
             Invalid(QStringLiteral("Index name \"%1\" contains invalid characters").arg(ix.name), OstErr::InvalidName);
+        if (ix.capacity != 0 && ix.capacity < OstMinCapacity)
+            Invalid(QStringLiteral("Index \"%1\": capacity must be within %2 and %3").arg(ix.name).arg(OstMinCapacity).arg(2147483647));
         const bool primary = ix.options & ixPrimary;
         if (primary) {
             if (!OstLevel::HasPrimaryKeys(m.level))
@@ -187,9 +189,9 @@ static void ValidateFulltext(const OstTableMeta& m) {
         if (cols.isEmpty()) Invalid(QStringLiteral("Fulltext index \"%1\" has no columns").arg(f.name));
         for (const QString& col : cols) {
             const OstColumnMeta* c = m.Column(col);
+            // Any column: a value that is not text is indexed as it reads as text
+            // (the digits of a number, a date as stored, a blob's bytes as UTF-8).
             if (!c) Invalid(QStringLiteral("Fulltext index \"%1\": column \"%2\" does not exist").arg(f.name, col));
-            if (!IsTextType(c->type))
-                Invalid(QStringLiteral("Fulltext index \"%1\": column \"%2\" is not a text column").arg(f.name, col));
         }
     }
 }

@@ -78,6 +78,8 @@ inline bool HasFulltextSeparators(int level) { return level >= 6; }
 inline bool StrongEncryption(int level) { return level >= 4; }
 inline bool ReservedIndexNames(int level) { return level >= 4; }
 inline bool HasDefaultValues(int level) { return level >= 4; }
+// From level 4 the table holds the capacity of all its indexes; below, each index its own.
+inline bool CapacityPerTable(int level) { return level >= 4; }
 // Below level 4 only these types may be nullable.
 bool TypeMayBeNullable(int level, int dataType);
 } // namespace OstLevel

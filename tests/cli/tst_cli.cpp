@@ -52,6 +52,18 @@ void AddLayouts() {
     } while (0)
 
 // A parent table given with the fewest keys: the rest must come back as a new definition's defaults.
+// A description without the engine's figures of each index (tst_cliindexes checks those).
+QJsonObject WithoutStatistics(QJsonObject def) {
+    QJsonArray indexes = def["indexes"].toArray();
+    for (int i = 0; i < indexes.size(); ++i) {
+        QJsonObject ix = indexes[i].toObject();
+        ix.remove(QStringLiteral("statistics"));
+        indexes[i] = ix;
+    }
+    def["indexes"] = indexes;
+    return def;
+}
+
 const char* const RegionsInput = R"js({
   "columns": [
     {"name": "Code", "type": "dtString", "size": 4, "nullable": false},
@@ -68,7 +80,8 @@ const char* const RegionsDescribed = R"js({
     {"name": "Title", "type": 16, "typeName": "dtWideString", "size": 30, "precision": 0, "nullable": true,
      "special": false, "calculated": false, "expression": "", "spec": "", "number": 2}
   ],
-  "indexes": [{"name": "PK", "fields": "Code", "descFields": "", "expression": "", "options": ["primary"]}],
+  "indexes": [{"name": "PK", "fields": "Code", "descFields": "", "expression": "", "options": ["primary"],
+               "statistics": {"keySize": 13, "pageSize": 4096, "capacity": 100000, "pages": 1, "keys": 0}}],
   "fulltext": [], "foreignKeys": [], "checks": []
 })js";
 
@@ -288,13 +301,13 @@ void TestCli::definitionsRoundTrip() {
         columns[i] = c;
     }
     expected["columns"] = columns;
-    const QJsonObject orders = DescribeJson(db, "Orders");
+    const QJsonObject orders = WithoutStatistics(DescribeJson(db, "Orders"));
     QVERIFY2(orders == expected, qPrintable(Json(orders)));
 
     CliRun r = RunOstra({"tables", db});
     EXPECT_OK(r);
-    QCOMPARE(r.out, QStringLiteral("Orders\nRegions\n"));
-    r = RunOstra({"tables", db, "--system"}); // a fulltext dictionary is a system table
+    QCOMPARE(r.out, QStringLiteral("Orders\nRegions\nWords\n")); // a fulltext dictionary is a table like any other
+    r = RunOstra({"tables", db, "--system"});
     EXPECT_OK(r);
     QCOMPARE(r.out, QStringLiteral("Orders\nRegions\nWords\n"));
     if (!singleFile) {
@@ -304,14 +317,14 @@ void TestCli::definitionsRoundTrip() {
         QCOMPARE(r.out, QStringLiteral("Orders\n"));
         r = RunOstra({"describe", db + "/Orders.dat", "--json"});
         EXPECT_OK(r);
-        QCOMPARE(QJsonDocument::fromJson(r.out.toUtf8()).object(), expected);
+        QCOMPARE(WithoutStatistics(QJsonDocument::fromJson(r.out.toUtf8()).object()), expected);
     }
 
     // What describe prints is what alter reads: feeding it back changes nothing.
     r = RunOstra({"describe", db, "Orders", "--json"});
     WriteTextFile(tmp.filePath("described.json"), r.out.toUtf8());
     EXPECT_OK(RunOstra({"alter", db, tmp.filePath("described.json")}));
-    QCOMPARE(DescribeJson(db, "Orders"), expected);
+    QCOMPARE(WithoutStatistics(DescribeJson(db, "Orders")), expected);
 
     EXPECT_FAIL(RunOstra({"create-table", db, tmp.filePath("orders-v1.json")}), 1, "already exists");
 

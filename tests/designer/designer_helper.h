@@ -15,6 +15,7 @@ public:
     QStringList confirmed; // the lines of each confirmed list, joined with "|"
     QList<int> progress;
     QList<int> selected;
+    QList<bool> busy; // each SetBusy, in order
     bool confirm = true;
     TAnswer answer = Yes;
     QString key;
@@ -38,6 +39,7 @@ public:
     void SetProgress(int percent) override { progress.append(percent); }
     void SetStatusText(const QString& t) override { shown.append("status: " + t); }
     void SelectColumns(const QList<int>& p) override { selected = p; }
+    void SetBusy(bool b) override { busy.append(b); }
     void DefinitionsReloaded() override { ++reloads; }
     void AllowColumnChanges(bool f, bool i) override {
         allowField = f;

@@ -69,9 +69,9 @@ void TstDatabase::managedSettingsAndSystemTables() {
     docs->CreateTable();
     docs->AddFulltextIndex2(QStringLiteral("Words.fti"), QStringLiteral("Body"), QStringLiteral("WordsDict"), OstDefaultFulltextSeparators);
     QStringList names;
+    // A dictionary is a table of its own: listed, so that another index can
+    // use it and a new table is not given its name.
     tdb.db->GetTableNames(names, false);
-    QCOMPARE(names, QStringList({"Docs"}));
-    tdb.db->GetTableNames(names, true);
     QCOMPARE(names, QStringList({"Docs", "WordsDict"}));
     docs->ReadDefinitions();
     QCOMPARE(docs->FulltextIndexDefs()[0]->Dictionary, QStringLiteral("WordsDict"));
@@ -106,6 +106,28 @@ void TstDatabase::indexInfo() {
     QVERIFY(OstIndexGetInfo(rel, QStringLiteral("Nope"), info) != 0);
     t->DeleteIndex(QStringLiteral("bynameqty")); // found without regard to case
     QCOMPARE(Raised([&] { t->DeleteIndex(QStringLiteral("ByNameQty")); }).ErrorCode(), OstErr::NotFound);
+
+    // From level 4 on every index has the table's capacity; below, its own.
+    t->AddIndex(QStringLiteral("ByQty"), QStringLiteral("Qty"), TIndexOptions(), QString(), 5000000);
+    QCOMPARE(OstIndexGetInfo(rel, QStringLiteral("ByQty"), info), 0);
+    QCOMPARE(info.Capacity, uint64_t(25000));
+    QCOMPARE(info.KeySize, uint16_t(8 + 4));
+    auto old = tdb.Table(QStringLiteral("Old"));
+    old->SetTableLevel(3);
+    AddColumn(*old, "Code", dtString, 10, false);
+    old->CreateTable();
+    old->AddIndex(QStringLiteral("ByCode"), QStringLiteral("Code"), TIndexOptions(), QString(), 5000000);
+    old->AddIndex(QStringLiteral("Plain"), QStringLiteral("Code:4"), TIndexOptions());
+    old->ReadDefinitions();
+    QCOMPARE(old->IndexDefs().Find(QStringLiteral("ByCode"))->Capacity, 5000000);
+    const uint16_t oldRel = OstSessFindRltnHdl(tdb.db->SessionHandle(), QStringLiteral("Old"));
+    QCOMPARE(OstIndexGetInfo(oldRel, QStringLiteral("ByCode"), info), 0);
+    QCOMPARE(info.Capacity, uint64_t(5000000));
+    QCOMPARE(OstIndexGetInfo(oldRel, QStringLiteral("Plain"), info), 0);
+    QCOMPARE(info.Capacity, uint64_t(old->GetCapacity()));
+    QCOMPARE(info.KeySize, uint16_t(8 + 5)); // the key length counts, not the column's size
+    QCOMPARE(Raised([&] { old->AddIndex(QStringLiteral("Tiny"), QStringLiteral("Code"), TIndexOptions(), QString(), 10); }).Message(),
+             QStringLiteral("Index \"Tiny\": capacity must be within 1000 and 2147483647"));
 }
 
 void TstDatabase::queriesAndParameters() {

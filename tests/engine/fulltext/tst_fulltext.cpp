@@ -20,6 +20,9 @@ private slots:
     void refusals();
     void deletingIndexesAndTables_data() { OST_DATA_LAYOUTS() }
     void deletingIndexesAndTables();
+    void dictionaryCountedPerStatement_data() { OST_DATA_LAYOUTS() }
+    void dictionaryCountedPerStatement();
+    void columnsOfAnyType();
 };
 
 namespace {
@@ -301,29 +304,37 @@ void TstFulltext::separatorsCaseAndKeywordSize() {
 void TstFulltext::minimumRelevance() {
     TestDb tdb(false);
     auto t = Docs(tdb);
-    tdb.Exec("INSERT INTO Docs(Title, Body) VALUES ('echo', 'once'), ('echo echo', 'twice'), ('echo', 'echo echo thrice')");
+    tdb.Exec("INSERT INTO Docs(Title, Body) VALUES ('echo', 'once'), ('echo echo', 'twice'), ('echo', 'echo echo thrice'), "
+             "('echo echo', 'echo echo echo echo echo echo echo echo')");
     t->AddFulltextIndex2(QStringLiteral("Words.fti"), QStringLiteral("Title;Body"), QStringLiteral("WordsDict"), QString());
-    QCOMPARE(Hits(tdb, "echo"), QStringLiteral("3/3 2/2 1/1"));
-    // Raising the minimum relevance changes a definition only; searches honour it at once.
+    QCOMPARE(Hits(tdb, "echo"), QStringLiteral("4/10 3/3 2/2 1/1"));
+    // The minimum relevance is a share of the best hit's relevance, in
+    // percent; changing it changes a definition only, searches honour it at once.
     t->ReadDefinitions();
-    t->FulltextIndexDefs()[0]->MinRelevance = 2;
+    t->FulltextIndexDefs()[0]->MinRelevance = 30;
     t->AlterTable();
     t->ReadDefinitions();
-    QCOMPARE(t->FulltextIndexDefs()[0]->MinRelevance, 2);
-    QCOMPARE(Hits(tdb, "echo"), QStringLiteral("3/3 2/2"));
-    QCOMPARE(Hits(tdb, "once"), QString());
-    QCOMPARE(Hits(tdb, "echo once"), QStringLiteral("1/2")); // the relevances of the words add up
-    QCOMPARE(Hits(tdb, "echo OR once"), QStringLiteral("3/3 1/2 2/2"));
+    QCOMPARE(t->FulltextIndexDefs()[0]->MinRelevance, 30);
+    QCOMPARE(Hits(tdb, "echo"), QStringLiteral("4/10 3/3")); // 3 of 10 reaches 30 %, 2 does not
+    QCOMPARE(Hits(tdb, "once"), QStringLiteral("1/1"));       // the best hit is always found
+    QCOMPARE(Hits(tdb, "echo once"), QStringLiteral("1/2"));  // the relevances of the words add up
+    QCOMPARE(Hits(tdb, "echo OR once"), QStringLiteral("4/10 3/3"));
     t->Open();
-    QCOMPARE(Filtered(*t, "CONTAINS('echo')"), QStringLiteral("3 2"));
+    QCOMPARE(Filtered(*t, "CONTAINS('echo')"), QStringLiteral("4 3"));
+    QCOMPARE(Filtered(*t, "CONTAINS('twice OR thrice')"), QStringLiteral("2 3"));
     t->Close();
+    // 0 finds every record holding the words; 100 only the most relevant ones.
+    t->ReadDefinitions();
+    t->FulltextIndexDefs()[0]->MinRelevance = 100;
+    t->AlterTable();
+    QCOMPARE(Hits(tdb, "echo"), QStringLiteral("4/10"));
     // A definition of the same name held by the component gives AddFulltextIndex2 its minimum.
     t->ReadDefinitions();
-    t->FulltextIndexDefs().Add(QStringLiteral("Titles.fti"), QString(), QString())->MinRelevance = 2;
+    t->FulltextIndexDefs().Add(QStringLiteral("Titles.fti"), QString(), QString())->MinRelevance = 0;
     t->AddFulltextIndex2(QStringLiteral("Titles.fti"), QStringLiteral("Title"), QStringLiteral("WordsDict"), QString());
-    QCOMPARE(Hits(tdb, "echo", "all", "Titles.fti"), QStringLiteral("2/2"));
+    QCOMPARE(Hits(tdb, "echo", "all", "Titles.fti"), QStringLiteral("2/2 4/2 1/1 3/1"));
     // The shared dictionary counts the records of both indexes.
-    QCOMPARE(Rows(tdb, "SELECT Relevance FROM WordsDict WHERE Keyword = 'echo'"), QStringLiteral("6"));
+    QCOMPARE(Rows(tdb, "SELECT Relevance FROM WordsDict WHERE Keyword = 'echo'"), QStringLiteral("8"));
 }
 
 void TstFulltext::refusals() {
@@ -345,8 +356,8 @@ void TstFulltext::refusals() {
     five->AddFulltextIndex2(QStringLiteral("W.fti"), QStringLiteral("Body"), QStringLiteral("D"), OstDefaultFulltextSeparators);
     QCOMPARE(Raised([&] { five->AddFulltextIndex2(QStringLiteral("w.FTI"), QStringLiteral("Body"), QStringLiteral("D"), QString()); }).ErrorCode(),
              OstErr::AlreadyExists);
-    QCOMPARE(Raised([&] { five->AddFulltextIndex2(QStringLiteral("X.fti"), QStringLiteral("Id"), QStringLiteral("D"), QString()); }).Message(),
-             QStringLiteral("Fulltext index \"X.fti\": column \"Id\" is not a text column"));
+    QCOMPARE(Raised([&] { five->AddFulltextIndex2(QStringLiteral("X.fti"), QStringLiteral("Nope"), QStringLiteral("D"), QString()); }).Message(),
+             QStringLiteral("Fulltext index \"X.fti\": column \"Nope\" does not exist"));
     QCOMPARE(Raised([&] { five->AddFulltextIndex2(QStringLiteral("X.fti"), QStringLiteral("Body"), QStringLiteral("Old"), QString()); }).Message(),
              QStringLiteral("Table \"Old\" cannot be the dictionary of fulltext index \"X.fti\": a dictionary has the columns "
                             "Keyword (text), Relevance (dtWord) and RecordId (dtAutoInc)"));
@@ -375,7 +386,7 @@ void TstFulltext::deletingIndexesAndTables() {
     QCOMPARE(Dictionary(tdb), QStringLiteral("mine:1 other:1 shared:2 word:1"));
     QStringList names;
     tdb.db->GetTableNames(names, false);
-    QCOMPARE(names, QStringList({"Docs", "Other"})); // a dictionary is a system table
+    QCOMPARE(names, QStringList({"Docs", "Other", "WordsDict"})); // a dictionary is listed like any table
 
     // Deleting an index takes its words out of the shared dictionary; the table goes on without it.
     t->DeleteFulltextIndex(QStringLiteral("words.FTI"));
@@ -404,6 +415,72 @@ void TstFulltext::deletingIndexesAndTables() {
     dict->SetTableName(QStringLiteral("Lexicon"));
     dict->DeleteTable(); // no longer in use
     QVERIFY(!tdb.db->TableExists(QStringLiteral("Lexicon")));
+}
+
+// The dictionary is written once a statement is through: exact after every
+// statement, whatever the statement or transaction that failed around it.
+void TstFulltext::dictionaryCountedPerStatement() {
+    QFETCH(bool, singleFile);
+    TestDb tdb(singleFile);
+    auto t = Docs(tdb);
+    t->AddFulltextIndex2(QStringLiteral("Words.fti"), QStringLiteral("Title;Body"), QStringLiteral("WordsDict"), QString());
+    // One statement of many rows; a word twice in a record counts once.
+    tdb.Exec("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 500) "
+             "INSERT INTO Docs(Title, Body) SELECT 'tea ' || (i % 5), 'tea and cake ' || i FROM n");
+    QCOMPARE(Rows(tdb, "SELECT Relevance FROM WordsDict WHERE Keyword IN ('tea', 'cake', '3', '500') ORDER BY Keyword"),
+             QStringLiteral("100 1 500 500"));
+    // A script with its own transaction: each statement sees the counts of the ones before.
+    tdb.Exec("BEGIN; DELETE FROM Docs WHERE Id <= 100; "
+             "INSERT INTO Docs(Title) SELECT Relevance || ' left' FROM WordsDict WHERE Keyword = 'cake'; COMMIT");
+    QCOMPARE(Rows(tdb, "SELECT Title FROM Docs WHERE Id = 501"), QStringLiteral("400 left"));
+    QCOMPARE(Rows(tdb, "SELECT Relevance FROM WordsDict WHERE Keyword IN ('cake', 'left', '400') ORDER BY Keyword"),
+             QStringLiteral("2 400 1"));
+    // A statement that fails part-way changes nothing, its counts neither.
+    auto q = std::make_unique<TOstQuery>();
+    q->SetDatabaseName(tdb.db->GetDatabaseName());
+    q->SetSQL("UPDATE Docs SET Body = 'changed', Id = CASE WHEN Id = 300 THEN 301 ELSE Id END WHERE Id >= 200");
+    QVERIFY(Raised([&] { q->ExecSQL(); }).ErrorCode() != 0);
+    QCOMPARE(Rows(tdb, "SELECT count(*) FROM WordsDict WHERE Keyword = 'changed'"), QStringLiteral("0"));
+    QCOMPARE(Rows(tdb, "SELECT Relevance FROM WordsDict WHERE Keyword = 'cake'"), QStringLiteral("400"));
+    // ... also inside a transaction that goes on: the statement is undone, the transaction not.
+    tdb.db->StartTransaction();
+    tdb.Exec("INSERT INTO Docs(Title) VALUES ('kept')");
+    QVERIFY(Raised([&] { q->ExecSQL(); }).ErrorCode() != 0);
+    tdb.Exec("DELETE FROM Docs WHERE Id = 200");
+    tdb.db->Commit();
+    QCOMPARE(Rows(tdb, "SELECT Keyword || ':' || Relevance FROM WordsDict WHERE Keyword IN ('kept', 'changed', 'cake') ORDER BY 1"),
+             QStringLiteral("cake:399 kept:1"));
+    // A transaction rolled back takes its counts along.
+    tdb.db->StartTransaction();
+    tdb.Exec("INSERT INTO Docs(Title) VALUES ('gone again')");
+    tdb.db->Rollback();
+    QCOMPARE(Rows(tdb, "SELECT count(*) FROM WordsDict WHERE Keyword IN ('gone', 'again')"), QStringLiteral("0"));
+    // The posts of a table component, one transaction each.
+    t->Open();
+    t->AppendRecord({QVariant(), QStringLiteral("posted tea")});
+    QCOMPARE(Rows(tdb, "SELECT Relevance FROM WordsDict WHERE Keyword IN ('posted', 'tea') ORDER BY Keyword"), QStringLiteral("1 400"));
+    // The counts equal the words of the records, keyword by keyword.
+    const QString hex = QString::fromLatin1(OstDefaultFulltextSeparators.toUtf8().toHex());
+    QCOMPARE(Rows(tdb, QStringLiteral("SELECT count(*) FROM WordsDict AS k WHERE k.Relevance <> (SELECT count(*) FROM Docs AS d "
+                                      "WHERE EXISTS (SELECT 1 FROM json_each(ostra_words(20, '%1', d.Title, d.Body)) "
+                                      "WHERE value = k.Keyword))")
+                           .arg(hex)),
+             QStringLiteral("0"));
+}
+
+// A column that is not text is indexed as it reads as text.
+void TstFulltext::columnsOfAnyType() {
+    TestDb tdb(false);
+    auto t = tdb.Table(QStringLiteral("Docs"));
+    AddColumn(*t, "Id", dtAutoInc);
+    AddColumn(*t, "Pages", dtInteger);
+    AddColumn(*t, "Issued", dtDate);
+    t->CreateTable();
+    tdb.Exec("INSERT INTO Docs(Pages, Issued) VALUES (12, '2024-05-01'), (300, '2023-01-12')");
+    t->AddFulltextIndex2(QStringLiteral("Numbers"), QStringLiteral("Pages;Issued"), QStringLiteral("WordsDict"), QString());
+    QCOMPARE(Hits(tdb, "12"), QStringLiteral("1/1 2/1"));
+    QCOMPARE(Hits(tdb, "300"), QStringLiteral("2/1"));
+    QCOMPARE(Hits(tdb, "2024"), QStringLiteral("1/1"));
 }
 
 QTEST_GUILESS_MAIN(TstFulltext)

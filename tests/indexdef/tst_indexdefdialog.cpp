@@ -1,0 +1,334 @@
+// The index definition dialog as a user meets it: its captions, the page
+// that each kind of index shows, the name without a "." when extensions are
+// not allowed, the key list built with the buttons and keys, the collected
+// messages of OK, the new dictionary's controls with the password dialog,
+// and the key length that must be settled before the dialog shows.
+#include "../common/modal_helper.h"
+#include "common/ostscripteddialogs.h"
+#include "engine/ostdataset.h"
+#include "indexdef/ostnewindexdlg.h"
+#include "setup/ostpasswordchangedlg.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTabWidget>
+#include <QTemporaryDir>
+#include <QtTest>
+
+class TstIndexDefDialog : public QObject {
+    Q_OBJECT
+private slots:
+    void captionsAndPages();
+    void nameWithoutExtension();
+    void keyListByButtonsAndKeys();
+    void okCollectsTheMessages();
+    void newDictionaryControls();
+    void editableStringLengthBeforeShowing();
+};
+
+namespace {
+
+struct Db {
+    QTemporaryDir dir;
+    QString location = dir.filePath("db");
+    Db() {
+        TOstDatabase db;
+        db.SetLocation(location);
+        db.CreateDatabase();
+    }
+    std::unique_ptr<TOstTable> Table(int level) {
+        auto t = std::make_unique<TOstTable>();
+        t->SetDatabaseName(location);
+        t->SetTableName("Docs");
+        t->SetTableLevel(level);
+        t->GetFieldDefsOst().Add("Title", dtString, 60)->SetNullable(level >= 4);
+        t->GetFieldDefsOst().Add("Body", dtMemo, 0)->SetNullable(level >= 4);
+        t->GetFieldDefsOst().Add("Pages", dtInteger, 0);
+        return t;
+    }
+};
+
+QStringList Items(const QListWidget* list) {
+    QStringList items;
+    for (int i = 0; i < list->count(); ++i) items << list->item(i)->text();
+    return items;
+}
+
+QStringList VisibleTabs(const QTabWidget* pages) {
+    QStringList tabs;
+    for (int i = 0; i < pages->count(); ++i)
+        if (pages->isTabVisible(i)) tabs << pages->tabText(i);
+    return tabs;
+}
+
+// Types a password twice into the password dialog, as a user does, and confirms it.
+void EnterPassword(TOstPasswordChangeDialog* p, const QString& password) {
+    QTest::keyClicks(p->PasswordEdit(), password);
+    p->ConfirmEdit()->clear();
+    QTest::keyClicks(p->ConfirmEdit(), password);
+    QVERIFY(p->OkButton()->isEnabled());
+    p->OkButton()->click();
+}
+
+} // namespace
+
+void TstIndexDefDialog::captionsAndPages() {
+    Db db;
+    auto t = db.Table(6);
+    TIndexDefinition dialog;
+    dialog.SetTable(t.get());
+    QCOMPARE(dialog.windowTitle(), QStringLiteral("Define Index"));
+    QCOMPARE(dialog.HierarchicalRadio()->text(), QStringLiteral("&Hierarchical (Defined by a list of table columns)"));
+    QCOMPARE(dialog.CalculatedRadio()->text(), QStringLiteral("&Calculated (Defined by an expression)"));
+    QCOMPARE(dialog.FulltextRadio()->text(), QStringLiteral("&Fulltext (Indexes each single word from the given fields) "));
+    QCOMPARE(dialog.UniqueCheckBox()->text(), QStringLiteral("Entries must be unique"));
+    QCOMPARE(dialog.AscendingRadio()->text(), QStringLiteral("&Ascending"));
+    QCOMPARE(dialog.DescendingRadio()->text(), QStringLiteral("&Descending"));
+    QCOMPARE(dialog.LengthLabel()->text(), QStringLiteral("Length"));
+    QCOMPARE(dialog.CheckSelectedBtn()->text(), QStringLiteral("Check Selected"));
+    QCOMPARE(dialog.UncheckSelectedBtn()->text(), QStringLiteral("Uncheck Selected"));
+    QCOMPARE(dialog.NewDictionaryGroup()->title(), QStringLiteral("New Dictionary Options"));
+    QCOMPARE(dialog.DicEncryptionkeyBtn()->text(), QStringLiteral("Pwd"));
+    QCOMPARE(dialog.DicEncryptionkeyBtn()->toolTip(), QStringLiteral("Choose a password according to the selected encryption method."));
+    QCOMPARE(dialog.MaxKeywordLengthSpinEdit()->minimum(), 10);
+    QCOMPARE(dialog.MaxKeywordLengthSpinEdit()->maximum(), 32768);
+    QCOMPARE(dialog.MaxKeywordLengthSpinEdit()->value(), 20);
+    QCOMPARE(dialog.MinRelevanceSpinEdit()->maximum(), 100);
+    QCOMPARE(dialog.MinRelevanceSpinEdit()->value(), 50);
+    QStringList labels;
+    for (const QLabel* l : dialog.findChildren<QLabel*>()) labels << l->text();
+    for (const char* text : {"Index Name", "Available Table Columns", "Index Fields", "Minimum Relevance (0 - 100)",
+                             "Dictionary Table", "Separators", "Table Name", "Maximum Keyword Length", "Encryption",
+                             "Check all columns which should be included in the fulltext index", "Capacity"})
+        QVERIFY2(labels.contains(QString::fromLatin1(text)), text);
+
+    // Exactly the page of the chosen kind; no unique fulltext index.
+    QCOMPARE(VisibleTabs(dialog.PageControl()), QStringList({"General", "Hierarchical"}));
+    dialog.CalculatedRadio()->click();
+    QCOMPARE(VisibleTabs(dialog.PageControl()), QStringList({"General", "Calculated"}));
+    QVERIFY(dialog.UniqueCheckBox()->isEnabled());
+    QCOMPARE(dialog.ExpressionEdit()->maxLength(), 255);
+    QVERIFY(dialog.ExpressionHintLabel()->text().startsWith("Enter a OstraSQL expression with up to 255 characters."));
+    dialog.FulltextRadio()->click();
+    QCOMPARE(VisibleTabs(dialog.PageControl()), QStringList({"General", "Fulltext"}));
+    // The keyboard reaches the kind's page and no other.
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    dialog.PageControl()->setCurrentIndex(0);
+    QTest::keyClick(dialog.PageControl(), Qt::Key_Tab, Qt::ControlModifier);
+    QCOMPARE(dialog.PageControl()->currentWidget(), dialog.FulltextPage());
+    QVERIFY(dialog.FulltextColumnsList()->isVisible() && !dialog.AvailableColumnsList()->isVisible());
+    dialog.hide();
+    QVERIFY(!dialog.UniqueCheckBox()->isEnabled());
+    QVERIFY(!dialog.SeparatorsEdit()->isHidden());
+    QCOMPARE(dialog.SeparatorsEdit()->text(), OstDefaultFulltextSeparators);
+    QCOMPARE(Items(dialog.FulltextColumnsList()), QStringList({"Title", "Body", "Pages"}));
+    QCOMPARE(Items(dialog.AvailableColumnsList()), QStringList({"Title", "Pages"})); // no memo in a key
+
+    // Below level 4: "Advanced" with the capacity, no fulltext, short expressions.
+    auto low = db.Table(3);
+    TIndexDefinition old;
+    old.SetTable(low.get());
+    QCOMPARE(VisibleTabs(old.PageControl()), QStringList({"General", "Hierarchical", "Advanced"}));
+    QVERIFY(old.FulltextRadio()->isHidden());
+    old.CalculatedRadio()->click();
+    QCOMPARE(old.ExpressionEdit()->maxLength(), 40);
+    QVERIFY(old.ExpressionHintLabel()->text().startsWith("Enter a native Ostra expression with up to 40 characters."));
+    QCOMPARE(old.CapacityComboBox()->currentText(), QString::number(low->GetCapacity()));
+    QCOMPARE(old.CapacityComboBox()->count(), 5);
+}
+
+void TstIndexDefDialog::nameWithoutExtension() {
+    Db db;
+    auto t = db.Table(6);
+    TIndexDefinition dialog;
+    dialog.SetTable(t.get());
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QTest::keyClicks(dialog.IndexNameEdit(), "By.Title");
+    QCOMPARE(dialog.IndexNameEdit()->text(), QStringLiteral("By.Title")); // free typing by default
+    dialog.IndexNameEdit()->clear();
+    dialog.SetAllowFileExt(false);
+    QTest::keyClicks(dialog.IndexNameEdit(), "By.Title");
+    QCOMPARE(dialog.IndexNameEdit()->text(), QStringLiteral("ByTitle"));
+    QCOMPARE(dialog.IndexName(), QStringLiteral("ByTitle"));
+    dialog.close();
+}
+
+void TstIndexDefDialog::keyListByButtonsAndKeys() {
+    Db db;
+    auto t = db.Table(6);
+    TIndexDefinition dialog;
+    dialog.SetTable(t.get());
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    dialog.PageControl()->setCurrentWidget(dialog.HierarchicalPage());
+    QListWidget* available = dialog.AvailableColumnsList();
+    QListWidget* keys = dialog.IndexFieldsList();
+    QVERIFY(!dialog.DeleteColumnBtn()->isEnabled() && !dialog.MoveUpBtn()->isEnabled());
+    available->setCurrentRow(1); // Pages
+    dialog.InsertColumnBtn()->click();
+    // Enter on the available list takes the column too.
+    available->setFocus();
+    available->setCurrentRow(0);
+    QTest::keyClick(available, Qt::Key_Return);
+    QCOMPARE(Items(keys), QStringList({"1. Pages, ascending", "2. Title, ascending"}));
+    QCOMPARE(Items(available), QStringList());
+    QVERIFY(!dialog.InsertColumnBtn()->isEnabled());
+    QCOMPARE(keys->currentRow(), 1);
+    dialog.DescendingRadio()->click();
+    QCOMPARE(Items(keys), QStringList({"1. Pages, ascending", "2. Title, descending"}));
+    dialog.MoveUpBtn()->click();
+    QCOMPARE(Items(keys), QStringList({"1. Title, descending", "2. Pages, ascending"}));
+    QCOMPARE(keys->currentRow(), 0);
+    QVERIFY(dialog.DescendingRadio()->isChecked());
+    // The key length: only for a string column, and only where it is offered.
+    QVERIFY(dialog.LengthSpinEdit()->isEnabled());
+    dialog.LengthSpinEdit()->setValue(12);
+    QCOMPARE(keys->item(0)->text(), QStringLiteral("1. Title:12, descending"));
+    QCOMPARE(dialog.Core().GetIndexFields(ifAll), QStringLiteral("Title:12;Pages"));
+    keys->setCurrentRow(1);
+    QVERIFY(!dialog.LengthSpinEdit()->isEnabled());
+    // A double click on a key gives the column back.
+    const QPoint at = keys->visualItemRect(keys->item(1)).center();
+    QTest::mouseClick(keys->viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(keys->viewport(), Qt::LeftButton, {}, at);
+    QCOMPARE(Items(keys), QStringList({"1. Title:12, descending"}));
+    QCOMPARE(Items(available), QStringList({"Pages"}));
+    dialog.DeleteAllColumnsBtn()->click();
+    QCOMPARE(Items(keys), QStringList());
+    QCOMPARE(Items(available), QStringList({"Title", "Pages"}));
+    dialog.close();
+}
+
+void TstIndexDefDialog::okCollectsTheMessages() {
+    Db db;
+    auto t = db.Table(3);
+    TScriptedDialogService script;
+    TScopedDialogService scope(&script);
+    TIndexDefinition dialog;
+    dialog.SetTable(t.get());
+    dialog.CapacityComboBox()->setCurrentText("abc");
+    script.Press(QMessageBox::Ok);
+    WhenShown<TIndexDefinition>([](TIndexDefinition* d) { d->OkBtn()->click(); });
+    dialog.exec();
+    QCOMPARE(script.Calls().size(), 1);
+    const auto& call = script.Calls().first();
+    QCOMPARE(call.Caption, QStringLiteral("Index Definition Error"));
+    QCOMPARE(call.Icon, QMessageBox::Critical);
+    QCOMPARE(call.Text, QStringLiteral("Index name missing\r\nIndex columns missing\r\nIndex capacity cannot be evaluated"));
+    QCOMPARE(dialog.result(), int(QDialog::Rejected)); // it stayed open until closed
+    // Everything entered is still there; complete, OK closes it.
+    QCOMPARE(dialog.CapacityComboBox()->currentText(), QStringLiteral("abc"));
+    WhenShown<TIndexDefinition>([](TIndexDefinition* d) {
+        d->IndexNameEdit()->setText("ByTitle");
+        d->AvailableColumnsList()->setCurrentRow(0);
+        d->InsertColumnBtn()->click();
+        d->CapacityComboBox()->setCurrentText("1000000000");
+        d->OkBtn()->click();
+    });
+    QCOMPARE(dialog.exec(), int(QDialog::Accepted));
+    QCOMPARE(script.Calls().size(), 1);
+    TIndexDef def;
+    dialog.UpdateIndexDef(def);
+    QCOMPARE(def.Name, QStringLiteral("ByTitle"));
+    QCOMPARE(def.Fields, QStringLiteral("Title"));
+    QCOMPARE(def.Capacity, 1000000000);
+}
+
+void TstIndexDefDialog::newDictionaryControls() {
+    Db db;
+    auto t = db.Table(6);
+    TScriptedDialogService script;
+    TScopedDialogService scope(&script);
+    TIndexDefinition dialog;
+    dialog.SetTable(t.get());
+    dialog.FulltextRadio()->click();
+    QWidget* controls[] = {dialog.DicTableNameEdit(), dialog.MaxKeywordLengthSpinEdit(), dialog.DicEncryptionTypComboBox()};
+    for (QWidget* w : controls) QVERIFY(!w->isEnabled());
+    QVERIFY(!dialog.DicEncryptionkeyBtn()->isEnabled());
+    QComboBox* dictionaries = dialog.DictionaryComboBox();
+    QCOMPARE(dictionaries->itemText(0), QString());
+    QCOMPARE(dictionaries->itemText(1), QStringLiteral("(New Dictionary)"));
+    dictionaries->setCurrentIndex(1);
+    for (QWidget* w : controls) QVERIFY(w->isEnabled());
+    // "Pwd" from "Protection" on, and asking for nothing before it.
+    QComboBox* methods = dialog.DicEncryptionTypComboBox();
+    for (int i = 0; i < methods->count(); ++i) {
+        methods->setCurrentIndex(i);
+        QCOMPARE(dialog.DicEncryptionkeyBtn()->isEnabled(), i >= methods->findText("Protection"));
+    }
+    methods->setCurrentText("Rijndael/AES");
+    QCOMPARE(dialog.Core().GetDictionaryEncryption(), int(emRijndael));
+    WhenShown<TOstPasswordChangeDialog>([](TOstPasswordChangeDialog* p) {
+        QCOMPARE(p->EncryptionMethod(), int(emRijndael));
+        EnterPassword(p, "secret1");
+    });
+    dialog.DicEncryptionkeyBtn()->click();
+    QCOMPARE(dialog.Core().GetDictionaryEncryptionKey(), QStringLiteral("secret1"));
+    WhenShown<TOstPasswordChangeDialog>([](TOstPasswordChangeDialog* p) { p->CancelButton()->click(); });
+    dialog.DicEncryptionkeyBtn()->click();
+    QCOMPARE(dialog.Core().GetDictionaryEncryptionKey(), QString()); // cancelled: no key
+
+    // OK with the new dictionary unnamed and no key: those messages and the columns'.
+    dialog.IndexNameEdit()->setText("Words");
+    script.Press(QMessageBox::Ok);
+    WhenShown<TIndexDefinition>([](TIndexDefinition* d) { d->OkBtn()->click(); });
+    dialog.exec();
+    QCOMPARE(script.Calls().last().Text,
+             QStringLiteral("Fulltext columns missing\r\nDictionary name missing\r\nDictionary password missing"));
+    // "Check Selected" checks every selected row.
+    QListWidget* columns = dialog.FulltextColumnsList();
+    columns->item(0)->setSelected(true);
+    columns->item(1)->setSelected(true);
+    dialog.CheckSelectedBtn()->click();
+    QCOMPARE(dialog.Core().GetIndexFields(ifFulltext), QStringLiteral("Title;Body"));
+    columns->item(1)->setSelected(false);
+    dialog.UncheckSelectedBtn()->click();
+    QCOMPARE(dialog.Core().GetIndexFields(ifFulltext), QStringLiteral("Body"));
+    dialog.DicTableNameEdit()->setText("DocsWords");
+    dialog.MaxKeywordLengthSpinEdit()->setValue(32);
+    WhenShown<TOstPasswordChangeDialog>([](TOstPasswordChangeDialog* p) {
+        EnterPassword(p, "secret2");
+    });
+    dialog.DicEncryptionkeyBtn()->click();
+    WhenShown<TIndexDefinition>([](TIndexDefinition* d) { d->OkBtn()->click(); });
+    QCOMPARE(dialog.exec(), int(QDialog::Accepted));
+    QCOMPARE(dialog.Core().DictionaryTableName(), QStringLiteral("DocsWords"));
+    QCOMPARE(dialog.Core().MaxKeywordLength, 32);
+    QCOMPARE(dialog.Core().GetDictionaryEncryptionKey(), QStringLiteral("secret2"));
+    // Back at an empty entry the new dictionary's controls take no input.
+    dictionaries->setCurrentIndex(0);
+    for (QWidget* w : controls) QVERIFY(!w->isEnabled());
+    QVERIFY(!dialog.DicEncryptionkeyBtn()->isEnabled());
+}
+
+void TstIndexDefDialog::editableStringLengthBeforeShowing() {
+    Db db;
+    auto t = db.Table(6);
+    TIndexDefinition dialog;
+    dialog.SetTable(t.get());
+    dialog.SetEditableStringLength(false);
+    QVERIFY(dialog.LengthLabel()->isHidden() && dialog.LengthSpinEdit()->isHidden());
+    dialog.SetEditableStringLength(true);
+    QVERIFY(!dialog.LengthSpinEdit()->isHidden());
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    try {
+        dialog.SetEditableStringLength(false);
+        QFAIL("no exception");
+    } catch (const Exception& e) {
+        QCOMPARE(e.Message(), QStringLiteral("EditableStringLength must be set before displaying this dialog"));
+    }
+    dialog.close();
+}
+
+QTEST_MAIN(TstIndexDefDialog)
+#include "tst_indexdefdialog.moc"
