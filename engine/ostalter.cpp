@@ -40,7 +40,7 @@ private:
 void TOstTable::AlterTable() {
     auto c = RequireConnection();
     if (c->ReadOnly()) throw EOstraError(OstErr::ReadOnly, QStringLiteral("The database is opened read-only"));
-    const QString name = OstNormalizeTableName(m_tableName, c->SingleFile());
+    const QString name = c->TableNameOf(m_tableName);
     OstValidateTableName(name, c->SingleFile());
     OstTableMeta oldMeta;
     if (!c->TableExists(name) || !c->ReadMeta(name, oldMeta))
