@@ -474,6 +474,12 @@ bool TOstTableDesignerCore::ApplyTableChanges() {
         if (m_newTable) {
             AssignIndexDefs(m_working->IndexDefs(), t.IndexDefs());
             t.FulltextIndexDefs().Clear();
+            if (m_replaceExisting && t.Exists()) {
+                TOstTable existing(nullptr);
+                existing.SetDatabaseName(t.GetDatabaseName());
+                existing.SetTableName(t.GetTableName());
+                existing.DeleteTable();
+            }
             t.CreateTable();
             m_newTable = false;
         } else {
