@@ -373,7 +373,9 @@ void TstOstTableEditor::existingTableIsOverwrittenOnlyWhenConfirmed() {
         designer->ColumnPropertyEditor()->CommitName();
         WhenShown<TTableStructureDifferenceDlg>([&](TTableStructureDifferenceDlg* d) { d->OkButton()->click(); });
         designer->ApplyBtn()->click();
-        designer->CloseBtn()->click();
+        // A failed apply would keep the designer asking about its edits: it goes without asking.
+        if (!designer->Core().ChangesApplied()) designer->done(QDialog::Rejected);
+        else designer->CloseBtn()->click();
     });
     editor.ExecuteVerb(2);
     QVERIFY(m.table->Active());
