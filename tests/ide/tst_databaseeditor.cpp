@@ -2,6 +2,7 @@
 // database through the create database dialog (directory, single file,
 // managed and encrypted), pointing the component at another database, and
 // its private directory; the module marked modified after every verb.
+#include "../common/collected_dialogs.h"
 #include "../common/modal_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "engine/ostdataset.h"
@@ -46,14 +47,7 @@ struct Module {
     }
 };
 
-struct Dialogs {
-    TScriptedDialogService service;
-    TScopedDialogService scope{&service};
-    QStringList failures;
-    Dialogs() {
-        service.SetFailureHandler([this](const QString& m) { failures.append(m); });
-    }
-};
+using Dialogs = TCollectedDialogs;
 
 // Answers the create database dialog: type, catalog, method, location.
 void AnswerCreate(bool singleFile, bool catalog, const QString& method, const QString& location) {

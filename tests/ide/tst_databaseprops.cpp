@@ -3,6 +3,7 @@
 // in the "Database Name" dialog, a database's Location chosen in the
 // database selection, and passwords shown masked. Each change is one undo
 // step, and a change that fails leaves nothing changed.
+#include "../common/collected_dialogs.h"
 #include "../common/modal_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "engine/ostdataset.h"
@@ -61,14 +62,7 @@ struct Shop {
     }
 };
 
-struct Dialogs {
-    TScriptedDialogService service;
-    TScopedDialogService scope{&service};
-    QStringList failures;
-    Dialogs() {
-        service.SetFailureHandler([this](const QString& m) { failures.append(m); });
-    }
-};
+using Dialogs = TCollectedDialogs;
 
 } // namespace
 

@@ -4,6 +4,7 @@
 // assistant (with a database component for a bare location, or without), a
 // new table created through the table designer, and an existing one replaced
 // only when the user agreed.
+#include "../common/collected_dialogs.h"
 #include "../common/modal_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "designer/ostcolumnpropseditor.h"
@@ -95,16 +96,7 @@ QList<bool> EnabledStates(TOstTableEditor& editor) {
     return states;
 }
 
-// The scripted service; failures are collected, not fatal.
-struct Dialogs {
-    TScriptedDialogService service;
-    TScopedDialogService scope{&service};
-    QStringList failures;
-    Dialogs() {
-        service.SetFailureHandler([this](const QString& m) { failures.append(m); });
-    }
-    QString LastText() const { return service.Calls().isEmpty() ? QString() : service.Calls().last().Text; }
-};
+using Dialogs = TCollectedDialogs;
 
 } // namespace
 

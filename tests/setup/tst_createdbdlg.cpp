@@ -2,6 +2,7 @@
 // catalog, the encryption controls that follow the management level, the
 // checks before it closes (no location, a method without its password), the
 // file chooser by type, and the core's location and method rules.
+#include "../common/collected_dialogs.h"
 #include "../common/modal_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "engine/ostengine.h"
@@ -31,14 +32,7 @@ private slots:
 
 namespace {
 
-struct Dialogs {
-    TScriptedDialogService service;
-    TScopedDialogService scope{&service};
-    QStringList failures;
-    Dialogs() {
-        service.SetFailureHandler([this](const QString& m) { failures.append(m); });
-    }
-};
+using Dialogs = TCollectedDialogs;
 
 } // namespace
 

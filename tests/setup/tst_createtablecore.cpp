@@ -6,6 +6,7 @@
 #include "engine/ostdataset.h"
 #include "engine/base/tdatamodule.h"
 #include "setup/core/ostcreatetablecore.h"
+#include "setup_fixture.h"
 #include "setup/core/ostpaths.h"
 
 #include <QDir>
@@ -28,34 +29,7 @@ private slots:
 
 namespace {
 
-void MakeTable(const QString& databaseName, const QString& table) {
-    TOstTable t;
-    t.SetDatabaseName(databaseName);
-    t.SetTableName(table);
-    t.GetFieldDefsOst().Add("ID", dtAutoInc, 0);
-    t.GetFieldDefsOst().Add("Name", dtString, 20);
-    t.CreateTable();
-}
-
-// A directory database "shop" with Items and Orders, and a single-file
-// database "books.ostd" with Authors.
-struct Databases {
-    QTemporaryDir dir;
-    QString shop = dir.filePath("shop");
-    QString books = dir.filePath("books.ostd");
-    Databases() {
-        TOstDatabase d;
-        d.SetLocation(shop);
-        d.CreateDatabase();
-        MakeTable(shop, "Items");
-        MakeTable(shop, "Orders");
-        TOstDatabase f;
-        f.SetDatabaseType(dbtSingleFile);
-        f.SetLocation(books);
-        f.CreateDatabase();
-        MakeTable(books, "Authors");
-    }
-};
+using Databases = TSetupDatabases;
 
 } // namespace
 
@@ -173,7 +147,7 @@ void TstCreateTableCore::chosenFilesMoveThePlaceholder() {
     QCOMPARE(core.TableFileChosen(dbs.books), QString());
     QCOMPARE(core.CurrentDatabase(), core.Placeholder());
     QVERIFY(core.Placeholder()->IsSingleFile());
-    QCOMPARE(core.TableNames(), QStringList({"Authors"}));
+    QCOMPARE(core.TableNames(), QStringList({"Authors", "Titles"}));
 
     // A table file of the chosen database component stays with it.
     core.SetCurrentDatabase(db);
@@ -231,7 +205,7 @@ void TstCreateTableCore::closeCheckInNewMode() {
 
     core.UsePlaceholderAt(dbs.books, dbtSingleFile);
     QCOMPARE(core.CloseCheck("AUTHORS"), C::ccAskOverwrite);
-    QCOMPARE(core.CloseCheck("Titles"), C::ccClose);
+    QCOMPARE(core.CloseCheck("Reviews"), C::ccClose);
 
     // No database to go to: the new table would be lost.
     core.UsePlaceholderAt(QString(), dbtDirectory);

@@ -2,12 +2,14 @@
 // controls a single-file database changes, the location label cut to its
 // width, the "..." chooser and the location menu, switching databases in
 // the list, and the name box showing the name the table will get.
+#include "../common/collected_dialogs.h"
 #include "../common/modal_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "engine/ostdatabase.h"
 #include "engine/ostdataset.h"
 #include "engine/base/tdatamodule.h"
 #include "setup/ostcreatetabledlg.h"
+#include "setup_fixture.h"
 
 #include <QAction>
 #include <QApplication>
@@ -34,41 +36,9 @@ private slots:
 
 namespace {
 
-void MakeTable(const QString& databaseName, const QString& table) {
-    TOstTable t;
-    t.SetDatabaseName(databaseName);
-    t.SetTableName(table);
-    t.GetFieldDefsOst().Add("Name", dtString, 20);
-    t.CreateTable();
-}
+using Databases = TSetupDatabases;
 
-struct Databases {
-    QTemporaryDir dir;
-    QString shop = dir.filePath("shop");
-    QString books = dir.filePath("books.ostd");
-    Databases() {
-        TOstDatabase d;
-        d.SetLocation(shop);
-        d.CreateDatabase();
-        MakeTable(shop, "Items");
-        MakeTable(shop, "Orders");
-        TOstDatabase f;
-        f.SetDatabaseType(dbtSingleFile);
-        f.SetLocation(books);
-        f.CreateDatabase();
-        MakeTable(books, "Authors");
-        MakeTable(books, "Titles");
-    }
-};
-
-struct Dialogs {
-    TScriptedDialogService service;
-    TScopedDialogService scope{&service};
-    QStringList failures;
-    Dialogs() {
-        service.SetFailureHandler([this](const QString& m) { failures.append(m); });
-    }
-};
+using Dialogs = TCollectedDialogs;
 
 QStringList Items(const QComboBox* box) {
     QStringList items;

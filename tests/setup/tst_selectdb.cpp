@@ -1,6 +1,7 @@
 // Pointing at a database: the kinds of locations, what the database choosers
 // make of a chosen file, the "Select Database" dialog with its open mode,
 // and the "Database Name" dialog listing the database components.
+#include "../common/collected_dialogs.h"
 #include "../common/modal_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "engine/ostdatabase.h"
@@ -29,14 +30,7 @@ private slots:
 
 namespace {
 
-struct Dialogs {
-    TScriptedDialogService service;
-    TScopedDialogService scope{&service};
-    QStringList failures;
-    Dialogs() {
-        service.SetFailureHandler([this](const QString& m) { failures.append(m); });
-    }
-};
+using Dialogs = TCollectedDialogs;
 
 } // namespace
 
