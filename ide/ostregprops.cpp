@@ -167,13 +167,15 @@ void TOstDatabaseLocationProperty::SetValue(const QString& value) {
     auto* db = qobject_cast<TOstDatabase*>(GetComponent());
     if (!db || value == db->GetLocation()) return TStringProperty::SetValue(value);
     const bool connected = db->GetConnected();
-    const QFileInfo where(value);
+    // A table file stands for the directory database of its folder.
+    const QString location = QFileInfo(value).isFile() ? DatabaseLocationOfFile(value) : value;
+    const QFileInfo where(location);
     TChangeGroup group(Designer(), QStringLiteral("Change %1.Location").arg(db->GetName()));
     try {
         if (connected) group.Set(db, "Connected", false);
         if (where.isDir()) group.Set(db, "DatabaseType", int(dbtDirectory));
         else if (where.isFile()) group.Set(db, "DatabaseType", int(dbtSingleFile));
-        group.Set(db, "Location", value);
+        group.Set(db, "Location", location);
         if (connected) group.Set(db, "Connected", true);
     } catch (...) {
         group.Rollback();

@@ -184,6 +184,8 @@ void TstDatabaseProps::locationChosenInTheDatabaseSelection() {
     dialogs.service.Cancel();
     editor->Edit();
     QCOMPARE(s.db->GetLocation(), s.location + "/");
+    editor->SetValue(s.location + "/Items.dat"); // typed the same way
+    QCOMPARE(s.db->GetLocation(), s.location + "/");
     editor->SetValue(other.filePath("books.ostd"));
     QCOMPARE(s.db->GetDatabaseType(), int(dbtSingleFile));
     QVERIFY(s.db->GetConnected());
