@@ -16,10 +16,13 @@ const char* const UsageText =
     "Usage: ostra COMMAND [ARGUMENTS] [OPTIONS]\n"
     "\n"
     "Commands:\n"
-    "  create-db PATH [--single-file] [--catalog]\n"
+    "  create-db PATH [--single-file] [--catalog [--encryption=METHOD]]\n"
     "      Create a database: a directory of table files, or one \".ostd\" file\n"
-    "      (--single-file, or a PATH ending in \".ostd\"). --catalog makes a\n"
-    "      managed database that keeps a catalog of its tables.\n"
+    "      (--single-file, or a PATH ending in \".ostd\"; \".ostd\" is added to a\n"
+    "      PATH without extension). --catalog makes a managed database that keeps\n"
+    "      a catalog of its tables and its encryption METHOD (None, Protection,\n"
+    "      Classic, FastEncrypt, Blowfish, Rijndael/AES); the password comes from\n"
+    "      --password or is asked for twice on the terminal.\n"
     "  tables DB [--system]\n"
     "      List the tables of DB, one per line (--system: with system tables).\n"
     "  describe DB TABLE [--json]\n"
@@ -116,7 +119,8 @@ bool TakesValue(const QString& name) {
     static const QStringList names = {QStringLiteral("password"), QStringLiteral("table"), QStringLiteral("mode"),
                                       QStringLiteral("map"),      QStringLiteral("report"), QStringLiteral("index"),
                                       QStringLiteral("from"),     QStringLiteral("source-table"), QStringLiteral("type"),
-                                      QStringLiteral("delimiter"), QStringLiteral("level")};
+                                      QStringLiteral("delimiter"), QStringLiteral("level"),
+                                      QStringLiteral("encryption")};
     return names.contains(name);
 }
 

@@ -52,7 +52,8 @@ QString ReadTerminalLine(bool echo) {
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         tcsetattr(STDIN_FILENO, TCSANOW, &quiet);
     }
-    QTextStream in(stdin);
+    // One stream for every call: what it read ahead is the next line, not lost.
+    static QTextStream in(stdin);
     const QString line = in.readLine();
     if (hide) {
         tcsetattr(STDIN_FILENO, TCSANOW, &saved);

@@ -9,6 +9,9 @@
 namespace {
 
 IOstDialogService* g_installed = nullptr;
+QString g_defaultFolder;
+
+QString StartFolder(const QString& folder) { return folder.isEmpty() ? g_defaultFolder : folder; }
 
 // Runs a dialog modally and tells whether it was accepted. The dialog may be
 // destroyed with its owner while it runs; then it counts as cancelled.
@@ -25,7 +28,7 @@ template <class Dialog, class ReadOut> bool RunModal(Dialog* dialog, ReadOut rea
 
 QFileDialog* NewFileDialog(QWidget* owner, const QString& caption, const QString& filter, const QString& initialDir,
                            const QString& fileName) {
-    auto* dialog = new QFileDialog(owner, caption, initialDir);
+    auto* dialog = new QFileDialog(owner, caption, StartFolder(initialDir));
     dialog->setOption(QFileDialog::DontUseNativeDialog);
     dialog->setOption(QFileDialog::HideNameFilterDetails);
     const QStringList nameFilters = FileDialogNameFilters(filter);
@@ -52,6 +55,16 @@ IOstDialogService* SetOstDialogService(IOstDialogService* service) {
     IOstDialogService* previous = g_installed;
     g_installed = service;
     return previous;
+}
+
+void SetDefaultDialogFolder(const QString& folder) { g_defaultFolder = folder; }
+
+QString DefaultDialogFolder() { return g_defaultFolder; }
+
+bool IOstDialogService::OpenExistingFileName(QWidget* owner, const QString& caption, const QString& filter,
+                                             const QString& defaultSuffix, const QString& initialDir, QString& fileName) {
+    Q_UNUSED(defaultSuffix)
+    return OpenFileName(owner, caption, filter, initialDir, fileName);
 }
 
 bool IOstDialogService::ChooseItem(QWidget* owner, const QString& caption, const QString& label,
@@ -88,8 +101,8 @@ bool TQtDialogService::SelectDirectory(QWidget* owner, const QString& caption, Q
     dialog->setOption(QFileDialog::DontUseNativeDialog);
     dialog->setOption(QFileDialog::ShowDirsOnly);
     dialog->setFileMode(QFileDialog::Directory);
-    if (!dir.isEmpty())
-        dialog->setDirectory(dir);
+    if (!StartFolder(dir).isEmpty())
+        dialog->setDirectory(StartFolder(dir));
     return RunModal(dialog, [&](const QFileDialog& d) { dir = FirstSelected(d); });
 }
 
@@ -107,6 +120,15 @@ bool TQtDialogService::SaveFileName(QWidget* owner, const QString& caption, cons
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     dialog->setFileMode(QFileDialog::AnyFile);
     dialog->setOption(QFileDialog::DontConfirmOverwrite);
+    dialog->setDefaultSuffix(defaultSuffix);
+    return RunModal(dialog, [&](const QFileDialog& d) { fileName = FirstSelected(d); });
+}
+
+bool TQtDialogService::OpenExistingFileName(QWidget* owner, const QString& caption, const QString& filter,
+                                            const QString& defaultSuffix, const QString& initialDir, QString& fileName) {
+    QFileDialog* dialog = NewFileDialog(owner, caption, filter, initialDir, fileName);
+    dialog->setAcceptMode(QFileDialog::AcceptOpen);
+    dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setDefaultSuffix(defaultSuffix);
     return RunModal(dialog, [&](const QFileDialog& d) { fileName = FirstSelected(d); });
 }

@@ -33,6 +33,10 @@ public:
                               const QString& initialDir, QString& fileName) = 0;
     virtual bool SaveFileName(QWidget* owner, const QString& caption, const QString& filter,
                               const QString& defaultSuffix, const QString& initialDir, QString& fileName) = 0;
+    // A file chooser that accepts only a file that exists; defaultSuffix is
+    // added to a typed name without one. By default the plain OpenFileName.
+    virtual bool OpenExistingFileName(QWidget* owner, const QString& caption, const QString& filter,
+                                      const QString& defaultSuffix, const QString& initialDir, QString& fileName);
 
     // Asks for one line of text under label; text is the start value and,
     // after a true result, the value entered.
@@ -48,6 +52,12 @@ public:
 
 // The service in use: the installed one, or the one showing real dialogs.
 IOstDialogService& OstDialogs();
+
+// Where the real choosers start when the caller gives no folder (the
+// Studio sets the folder of the module it shows); empty: the process's
+// working folder.
+void SetDefaultDialogFolder(const QString& folder);
+QString DefaultDialogFolder();
 
 // Installs service (not owned; nullptr restores the real dialogs) and
 // returns the one installed before (nullptr for the real dialogs).
@@ -78,6 +88,8 @@ public:
                       QString& fileName) override;
     bool SaveFileName(QWidget* owner, const QString& caption, const QString& filter, const QString& defaultSuffix,
                       const QString& initialDir, QString& fileName) override;
+    bool OpenExistingFileName(QWidget* owner, const QString& caption, const QString& filter, const QString& defaultSuffix,
+                              const QString& initialDir, QString& fileName) override;
     bool PromptText(QWidget* owner, const QString& caption, const QString& label, QString& text) override;
     bool ChooseItem(QWidget* owner, const QString& caption, const QString& label, const QStringList& items,
                     QString& item) override;

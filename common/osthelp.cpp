@@ -1,11 +1,15 @@
 #include "common/osthelp.h"
 
 #include <QApplication>
-#include <QDesktopServices>
+#include <QDialog>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
+#include <QHBoxLayout>
 #include <QKeyEvent>
-#include <QUrl>
+#include <QPushButton>
+#include <QTextBrowser>
+#include <QVBoxLayout>
 #include <QWidget>
 
 namespace {
@@ -13,8 +17,14 @@ namespace {
 const char kContextProperty[] = "ostHelpContext";
 
 THelpViewer& Viewer() {
-    static THelpViewer viewer = [](const QString& file) { QDesktopServices::openUrl(QUrl::fromLocalFile(file)); };
+    static THelpViewer viewer = [](const QString& file) { ShowHelpWindow(file); };
     return viewer;
+}
+
+// The first heading of a topic, for the window's title.
+QString TopicTitle(const QTextBrowser& browser) {
+    const QString text = browser.document()->toPlainText().trimmed();
+    return text.section(u'\n', 0, 0).trimmed();
 }
 
 } // namespace
@@ -59,6 +69,41 @@ THelpViewer SetHelpViewer(THelpViewer viewer) {
     THelpViewer before = std::move(Viewer());
     Viewer() = std::move(viewer);
     return before;
+}
+
+QTextBrowser* ShowHelpWindow(const QString& topicFile) {
+    QFile file(topicFile);
+    if (!file.open(QIODevice::ReadOnly)) return nullptr;
+    const QString text = QString::fromUtf8(file.readAll());
+    // Usable beside a modal dialog: the window belongs to it and closes with it.
+    QWidget* owner = QApplication::activeModalWidget();
+    if (!owner) owner = QApplication::activeWindow();
+    auto* window = new QDialog(owner, Qt::Window);
+    window->setObjectName(QStringLiteral("OstHelpWindow"));
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    auto* browser = new QTextBrowser(window);
+    browser->setObjectName(QStringLiteral("HelpBrowser"));
+    browser->setOpenExternalLinks(true);
+    browser->setSearchPaths({QFileInfo(topicFile).absolutePath()});
+    const QString suffix = QFileInfo(topicFile).suffix().toLower();
+    if (suffix == QLatin1String("md")) browser->setMarkdown(text);
+    else if (suffix == QLatin1String("html") || suffix == QLatin1String("htm")) browser->setHtml(text);
+    else browser->setPlainText(text);
+    auto* close = new QPushButton(QStringLiteral("&Close"), window);
+    QObject::connect(close, &QPushButton::clicked, window, &QDialog::close);
+    auto* layout = new QVBoxLayout(window);
+    layout->addWidget(browser, 1);
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch();
+    buttons->addWidget(close);
+    layout->addLayout(buttons);
+    const QString title = TopicTitle(*browser);
+    window->setWindowTitle(title.isEmpty() ? QStringLiteral("Ostra Help") : QStringLiteral("Ostra Help - %1").arg(title));
+    window->resize(560, 480);
+    window->show();
+    window->raise();
+    window->activateWindow();
+    return browser;
 }
 
 bool ShowHelpTopic(int context) {

@@ -20,10 +20,17 @@ QString HelpDirectory();
 // The topic file of a context, empty when there is none.
 QString HelpTopicFile(int context);
 
-// Opens a topic file. The default viewer hands it to the desktop; tests
-// install their own. Returns the viewer installed before.
+// Opens a topic file. The default viewer shows it in the help window
+// (ShowHelpWindow); tests install their own. Returns the viewer installed
+// before.
 using THelpViewer = std::function<void(const QString& topicFile)>;
 THelpViewer SetHelpViewer(THelpViewer viewer);
+// The Studio's small help window ("OstHelpWindow") showing a topic file:
+// Markdown and HTML rendered, anything else as plain text. It belongs to the
+// active modal dialog (or window), so it can be read and closed beside it.
+// nullptr when the file cannot be read.
+class QTextBrowser;
+QTextBrowser* ShowHelpWindow(const QString& topicFile);
 // Opens the topic of a context; false (and nothing happens) without a topic.
 bool ShowHelpTopic(int context);
 

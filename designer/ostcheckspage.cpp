@@ -70,6 +70,10 @@ void TOstTableDesigner::CreateChecksPage() {
     layout->addWidget(m_checksList, 1);
     layout->addWidget(m_checkDetailPanel);
     m_pages->addTab(m_checksPage, QStringLiteral("Checks"));
+    GiveToolBarKeys(m_checksPage, m_checksToolBar,
+                    {{m_newCheckAct, QKeySequence(Qt::CTRL | Qt::Key_N)},
+                     {m_deleteCheckAct, QKeySequence(Qt::CTRL | Qt::Key_Delete)},
+                     {m_editCheckAct, QKeySequence(Qt::CTRL | Qt::Key_E)}});
     connect(m_pages, &QTabWidget::currentChanged, this, [this](int) {
         if (m_pages->currentWidget() == m_checksPage) ChecksSheetShow();
     });

@@ -88,6 +88,10 @@ void TOstTableDesigner::CreateRelationshipsPage() {
     layout->addWidget(m_foreignKeyList, 1);
     layout->addWidget(m_relationDetailPanel);
     m_pages->addTab(m_relationshipsPage, QStringLiteral("Relationships"));
+    GiveToolBarKeys(m_relationshipsPage, m_relationsToolBar,
+                    {{m_newRelationshipAct, QKeySequence(Qt::CTRL | Qt::Key_N)},
+                     {m_deleteRelationshipAct, QKeySequence(Qt::CTRL | Qt::Key_Delete)},
+                     {m_editRelationshipAct, QKeySequence(Qt::CTRL | Qt::Key_E)}});
     m_relationDetailPanel->setEnabled(false);
     RelationShipActUpdate();
 }

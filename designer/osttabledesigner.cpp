@@ -10,6 +10,7 @@
 #include "engine/ostdataset.h"
 #include "setup/ostpasswordchangedlg.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QHBoxLayout>
@@ -150,6 +151,25 @@ void TOstTableDesigner::CreateGeneralPage() {
     layout->addWidget(m_tablePropertiesPanel);
     layout->addWidget(splitter, 1);
     m_pages->addTab(m_generalPage, QStringLiteral("General"));
+    GiveToolBarKeys(m_generalPage, m_columnToolBar,
+                    {{m_newColumnAct, QKeySequence(Qt::CTRL | Qt::Key_N)},
+                     {m_deleteColumnAct, QKeySequence(Qt::CTRL | Qt::Key_Delete)},
+                     {m_moveColumnUpAct, QKeySequence(Qt::CTRL | Qt::Key_Up)},
+                     {m_moveColumnDownAct, QKeySequence(Qt::CTRL | Qt::Key_Down)},
+                     {m_primaryKeyAct, QKeySequence(Qt::CTRL | Qt::Key_K)}});
+}
+
+void GiveToolBarKeys(QWidget* page, QToolBar* toolBar, const QList<QPair<QAction*, QKeySequence>>& keys) {
+    for (const auto& [action, key] : keys) {
+        // Anywhere in the designer while the page shows: a hidden page's keys do not count.
+        action->setShortcut(key);
+        action->setShortcutContext(Qt::WindowShortcut);
+        page->addAction(action);
+        if (QWidget* button = toolBar->widgetForAction(action)) {
+            button->setFocusPolicy(Qt::StrongFocus);
+            button->setAccessibleDescription(key.toString(QKeySequence::NativeText));
+        }
+    }
 }
 
 void TOstTableDesigner::CreateStatusBar() {

@@ -14,6 +14,7 @@
 #include "designer/core/osttabledesignercore.h"
 
 #include <QDialog>
+#include <QKeySequence>
 #include <QString>
 #include <memory>
 
@@ -46,6 +47,8 @@ public:
     // Before SetOstDataset; EOstTableDesigner afterwards.
     void SetNewTable(bool value);
     bool NewTable() const { return m_core->NewTable(); }
+    // A new table that may overwrite a stored table of its name (see the core).
+    void SetReplaceExisting(bool value) { m_core->SetReplaceExisting(value); }
     // The dataset to design (not owned). A dataset that is not a table is
     // only shown: its columns, nothing to edit.
     void SetOstDataset(TOstDataSet* dataSet);
@@ -344,6 +347,11 @@ template <class F> void TOstTableDesigner::Guarded(F&& handler) {
         ShowErrorMsg(QString::fromLocal8Bit(e.what()));
     }
 }
+
+// Makes a page's toolbar usable from the keyboard: each action gets its key
+// (working anywhere in the designer while the page shows; the tooltips keep
+// their hints) and each button a tab stop.
+void GiveToolBarKeys(QWidget* page, QToolBar* toolBar, const QList<QPair<QAction*, QKeySequence>>& keys);
 
 // The designer's status bar: a text panel 150 pixels wide and a second panel
 // that its owner draws (the designer lays its progress bar over it).

@@ -49,7 +49,7 @@ struct AlterPlan {
 
 AlterPlan PlanAlter(OstConnection& c, const QString& tableName, const OstTableMeta& wanted) {
     AlterPlan p;
-    p.name = OstNormalizeTableName(tableName, c.SingleFile());
+    p.name = c.TableNameOf(tableName);
     OstValidateTableName(p.name, c.SingleFile());
     if (!c.TableExists(p.name) || !c.ReadMeta(p.name, p.stored))
         throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(p.name));

@@ -177,7 +177,7 @@ void OstBatchRun::ResolveDatasets() {
     if (!db) throw EOstraError(OstErr::General, QStringLiteral("%1: table \"%2\" has no database name").arg(name, m_dst->GetTableName()));
     m_conn = db->Connection();
     if (m_conn->ReadOnly()) throw EOstraError(OstErr::ReadOnly, QStringLiteral("The database is opened read-only"));
-    m_dstName = OstNormalizeTableName(m_dst->GetTableName(), m_conn->SingleFile());
+    m_dstName = m_conn->TableNameOf(m_dst->GetTableName());
     OstValidateTableName(m_dstName, m_conn->SingleFile());
     if (!m_conn->TableExists(m_dstName) || !m_conn->ReadMeta(m_dstName, m_plan.dst))
         throw EOstraError(OstErr::NotFound, QStringLiteral("Table \"%1\" does not exist").arg(m_dstName));
@@ -192,7 +192,7 @@ void OstBatchRun::ResolveSource() {
     // connection, or on its own when that works on other files.
     if (auto* t = qobject_cast<TOstTable*>(m_source); t && t->GetDatabase()) {
         auto c = t->GetDatabase()->Connection();
-        const QString name = OstNormalizeTableName(t->GetTableName(), c->SingleFile());
+        const QString name = c->TableNameOf(t->GetTableName());
         if (m_plan.sourceName.isEmpty()) m_plan.sourceName = name;
         if (c == m_conn && name.compare(m_dstName, Qt::CaseInsensitive) == 0)
             throw EOstraError(OstErr::General, QStringLiteral("Table \"%1\" cannot be moved into itself").arg(m_dstName));

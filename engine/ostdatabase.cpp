@@ -37,7 +37,7 @@ TOstDatabase::~TOstDatabase() {
 }
 
 void TOstDatabase::CheckDisconnected(const char* what) const {
-    if (m_connection)
+    if (GetConnected())
         throw EOstraError(OstErr::General,
                           QStringLiteral("Cannot change %1 of a connected database").arg(QLatin1String(what)));
 }
@@ -80,10 +80,13 @@ void TOstDatabase::SetConnected(bool v) {
     if (v == GetConnected()) return;
     if (!v) {
         m_connection.reset();
+        m_connectedWithoutLocation = false;
         return;
     }
-    if (m_location.trimmed().isEmpty())
-        throw EOstraError(OstErr::General, QStringLiteral("Database \"%1\" has no location").arg(m_databaseName));
+    if (m_location.trimmed().isEmpty()) {
+        m_connectedWithoutLocation = true;
+        return;
+    }
     m_connection = OstAcquireConnection(ResolvedLocation(), IsSingleFile(), m_readOnly);
     // A managed database's settings win over the component's.
     const QString managed = m_connection->Setting(QStringLiteral("managed"));
@@ -95,6 +98,10 @@ void TOstDatabase::SetConnected(bool v) {
 
 std::shared_ptr<OstConnection> TOstDatabase::Connection() {
     SetConnected(true);
+    if (!m_connection) {
+        const QString name = m_databaseName.trimmed().isEmpty() ? QString() : QStringLiteral(" \"%1\"").arg(m_databaseName);
+        throw EOstraError(OstErr::General, QStringLiteral("Database%1 has no location").arg(name));
+    }
     return m_connection;
 }
 
@@ -119,7 +126,8 @@ void TOstDatabase::CreateDatabase() {
         const QFileInfo fi(loc);
         if (fi.exists() && !fi.isDir())
             throw EOstraError(OstErr::AlreadyExists, QStringLiteral("\"%1\" exists and is not a directory").arg(loc));
-        if (fi.isDir() && !QDir(loc).entryList({QStringLiteral("*.dat"), QStringLiteral("ostra.ostc")}, QDir::Files).isEmpty())
+        if (fi.isDir() && !QDir(loc).entryList({QStringLiteral("*.dat"), QStringLiteral("*.ostt"), QStringLiteral("ostra.ostc")},
+                                               QDir::Files).isEmpty())
             throw EOstraError(OstErr::AlreadyExists, QStringLiteral("Database \"%1\" already exists").arg(loc));
         if (!QDir().mkpath(loc)) throw EOstraError(OstErr::IoError, QStringLiteral("Cannot create directory \"%1\"").arg(loc));
     }
@@ -136,7 +144,8 @@ void TOstDatabase::GetTableNames(QStringList& list, bool systemTables) {
 }
 
 bool TOstDatabase::TableExists(const QString& tableName) {
-    return Connection()->TableExists(OstNormalizeTableName(tableName, IsSingleFile()));
+    auto c = Connection();
+    return c->TableExists(c->TableNameOf(tableName));
 }
 
 void TOstDatabase::StartTransaction() { Connection()->Begin(); }

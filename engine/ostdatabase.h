@@ -13,6 +13,7 @@ class OstConnection;
 
 class TOstDatabase : public TComponent {
     Q_OBJECT
+    Q_CLASSINFO("PasswordProperty", "Password")
     Q_PROPERTY(QString DatabaseName READ GetDatabaseName WRITE SetDatabaseName)
     Q_PROPERTY(QString Location READ GetLocation WRITE SetLocation)
     Q_PROPERTY(QString PrivateDir READ GetPrivateDir WRITE SetPrivateDir)
@@ -20,6 +21,8 @@ class TOstDatabase : public TComponent {
     Q_PROPERTY(bool Managed READ GetManaged WRITE SetManaged)
     Q_PROPERTY(int EncryptionMethod READ GetEncryptionMethod WRITE SetEncryptionMethod)
     Q_PROPERTY(QString Password READ GetPassword WRITE SetPassword)
+    // Whether a module file keeps Password (see TStreamPasswords).
+    Q_PROPERTY(bool StorePassword READ GetStorePassword WRITE SetStorePassword)
     Q_PROPERTY(bool Exclusive READ GetExclusive WRITE SetExclusive)
     Q_PROPERTY(bool ReadOnly READ GetReadOnly WRITE SetReadOnly)
     Q_PROPERTY(bool Connected READ GetConnected WRITE SetConnected)
@@ -42,11 +45,15 @@ public:
     void SetEncryptionMethod(int v);
     QString GetPassword() const { return m_password; }
     void SetPassword(const QString& v) { m_password = v; }
+    bool GetStorePassword() const { return m_storePassword; }
+    void SetStorePassword(bool v) { m_storePassword = v; }
     bool GetExclusive() const { return m_exclusive; }
     void SetExclusive(bool v);
     bool GetReadOnly() const { return m_readOnly; }
     void SetReadOnly(bool v);
-    bool GetConnected() const { return m_connection != nullptr; }
+    // A database without a location connects too (it stands for "no database
+    // yet"); what needs its files then raises an error that says so.
+    bool GetConnected() const { return m_connection != nullptr || m_connectedWithoutLocation; }
     void SetConnected(bool v);
     void Open() { SetConnected(true); }
     void Close() { SetConnected(false); }
@@ -54,7 +61,8 @@ public:
     // Creates the database at Location (a directory or an ".ostd" file). Fails when
     // one exists there already.
     void CreateDatabase();
-    // Table names in catalogue order (directory: file names without ".dat", sorted).
+    // Table names in catalogue order (directory: file names without ".dat" or
+    // ".ostt", sorted).
     void GetTableNames(QStringList& list, bool systemTables = false);
     bool TableExists(const QString& tableName);
 
@@ -77,6 +85,8 @@ private:
     QString m_databaseName, m_location, m_privateDir, m_password;
     int m_databaseType = dbtDirectory;
     bool m_managed = false, m_exclusive = false, m_readOnly = false;
+    bool m_connectedWithoutLocation = false;
+    bool m_storePassword = false;
     int m_encryptionMethod = emNone;
     std::shared_ptr<OstConnection> m_connection;
 };

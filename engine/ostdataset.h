@@ -95,12 +95,15 @@ protected:
 
 class TOstTable : public TOstDataSet {
     Q_OBJECT
+    Q_CLASSINFO("PasswordProperty", "EncryptionPassword")
     Q_PROPERTY(QString TableName READ GetTableName WRITE SetTableName)
     Q_PROPERTY(int TableLevel READ GetTableLevel WRITE SetTableLevel)
     Q_PROPERTY(int Capacity READ GetCapacity WRITE SetCapacity)
     Q_PROPERTY(QString CollationName READ GetCollationName WRITE SetCollationName)
     Q_PROPERTY(int EncryptionMethod READ GetEncryptionMethod WRITE SetEncryptionMethod)
     Q_PROPERTY(QString EncryptionPassword READ GetEncryptionPassword WRITE SetEncryptionPassword)
+    // Whether a module file keeps EncryptionPassword (see TStreamPasswords).
+    Q_PROPERTY(bool StorePassword READ GetStorePassword WRITE SetStorePassword)
     Q_PROPERTY(QString IndexName READ GetIndexName WRITE SetIndexName)
     Q_PROPERTY(QString FulltextIndexName READ GetFulltextIndexName WRITE SetFulltextIndexName)
     Q_PROPERTY(bool Exclusive READ GetExclusive WRITE SetExclusive)
@@ -122,6 +125,8 @@ public:
     void SetEncryptionMethod(int m) { m_encryptionMethod = static_cast<uint8_t>(m); }
     QString GetEncryptionPassword() const { return m_password; }
     void SetEncryptionPassword(const QString& p) { m_password = p; }
+    bool GetStorePassword() const { return m_storePassword; }
+    void SetStorePassword(bool v) { m_storePassword = v; }
     QString GetIndexName() const { return m_indexName; }
     void SetIndexName(const QString& name);
     // The fulltext index that word searches of this table use.
@@ -197,7 +202,7 @@ private:
     int m_tableLevel = OstDefaultTableLevel;
     int m_capacity = 100000;
     uint8_t m_encryptionMethod = emDefault;
-    bool m_exclusive = false, m_readOnly = false;
+    bool m_exclusive = false, m_readOnly = false, m_storePassword = false;
     TIndexDefs m_indexDefs;
     TOstFulltextIndexDefs m_fulltextDefs;
     TCheckConstraints m_checks;

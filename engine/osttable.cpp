@@ -56,7 +56,7 @@ std::shared_ptr<OstConnection> TOstDataSet::RequireConnection() {
     std::shared_ptr<OstConnection> c = db->Connection();
     // A table's encryption settings (and password) go with what it asks of the connection.
     if (auto* table = qobject_cast<TOstTable*>(this))
-        OstCryptNoteTable(table->CryptRequester(), *c, OstNormalizeTableName(table->GetTableName(), c->SingleFile()));
+        OstCryptNoteTable(table->CryptRequester(), *c, c->TableNameOf(table->GetTableName()));
     return c;
 }
 
@@ -163,7 +163,7 @@ void TOstTable::SetExclusive(bool v) { if (v != m_exclusive) { CheckInactive("ch
 void TOstTable::SetReadOnly(bool v) { if (v != m_readOnly) { CheckInactive("change read-only access"); m_readOnly = v; } }
 
 static QString NormName(TOstTable* t, const std::shared_ptr<OstConnection>& c) {
-    const QString n = OstNormalizeTableName(t->GetTableName(), c->SingleFile());
+    const QString n = c->TableNameOf(t->GetTableName());
     OstValidateTableName(n, c->SingleFile());
     return n;
 }

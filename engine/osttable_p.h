@@ -12,7 +12,7 @@ class OstTableOps {
 public:
     // The component's table name, normalized, checked and spelled as stored.
     static QString Name(TOstTable* t, const std::shared_ptr<OstConnection>& c) {
-        const QString n = OstNormalizeTableName(t->GetTableName(), c->SingleFile());
+        const QString n = c->TableNameOf(t->GetTableName());
         OstValidateTableName(n, c->SingleFile());
         return c->StoredTableName(n);
     }

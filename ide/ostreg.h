@@ -21,16 +21,24 @@ class TOstDatabase;
 class TOstTable;
 
 // Name of a database component; renaming it renames the DatabaseName of the
-// tables and queries of the same module that used the old name.
+// tables and queries of the same module that used the old name. Open ones
+// are closed for it and opened again, all in one undoable step; when any
+// part fails, nothing is left changed.
 class TOstDatabaseNameProperty : public TStringProperty {
 public:
     using TStringProperty::TStringProperty;
     void SetValue(const QString& value) override;
 };
 
+// Where a database lives, chosen in the database selection ("..."). A
+// connected database is disconnected around the change and connected again;
+// a folder makes it a directory database, a file a single-file one.
 class TOstDatabaseLocationProperty : public TStringProperty {
 public:
     using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    void SetValue(const QString& value) override;
+    void Edit() override;
 };
 
 // The private directory, chosen in a folder chooser.
@@ -41,9 +49,16 @@ public:
     void Edit() override;
 };
 
+// A dataset's database: a database component's name or a location, chosen
+// in the "Database Name" dialog ("..."). An open dataset is closed before its
+// database changes; a location chosen there may get a database component of
+// its own (GetNewDatabaseConnection).
 class TOstDataSetDatabaseNameProperty : public TStringProperty {
 public:
     using TStringProperty::TStringProperty;
+    TPropertyAttributes GetAttributes() const override;
+    void SetValue(const QString& value) override;
+    void Edit() override;
 };
 
 // The table names of the table's database, sorted.

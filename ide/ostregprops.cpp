@@ -5,11 +5,15 @@
 #include "engine/ostextcomps.h"
 #include "engine/ostquery.h"
 #include "ide/ostreg.h"
+#include "ide/osttableeditor.h"
 #include "query/ostfilterdlg.h"
+#include "setup/ostdatabasenamedlg.h"
+#include "setup/ostselectdbdlg.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/dsdesign.h"
 
 #include <QFileInfo>
+#include <QPointer>
 
 namespace {
 
@@ -70,26 +74,164 @@ QStringList DatabaseTableNames(const QString& databaseName, const TComponent* mo
 
 // ---------------------------------------------------------------- databases
 
+namespace {
+
+// Property changes made as one undoable step. Without a designer they are
+// written straight to the components. Rollback() takes back what was done.
+class TChangeGroup {
+public:
+    TChangeGroup(IDesigner* designer, const QString& text) : m_designer(designer) {
+        if (m_designer) m_designer->BeginUndoGroup(text);
+    }
+    ~TChangeGroup() {
+        if (m_designer && m_open) m_designer->EndUndoGroup();
+    }
+    void Set(TComponent* c, const char* property, const QVariant& value) {
+        const QVariant old = c->property(property);
+        if (m_designer) {
+            m_designer->SetProperty(c, QString::fromLatin1(property), value);
+        } else {
+            const QMetaProperty p = c->metaObject()->property(c->metaObject()->indexOfProperty(property));
+            if (!p.write(c, value)) throw EComponentError(QStringLiteral("Invalid value for property %1").arg(property));
+        }
+        m_done.append({c, property, old});
+    }
+    void Rollback() {
+        if (m_designer) {
+            m_designer->EndUndoGroup();
+            m_open = false;
+            try {
+                if (!m_done.isEmpty()) m_designer->Undo();
+            } catch (const Exception&) {
+                // what could not be taken back stays; the first error is the one to report
+            }
+            return;
+        }
+        for (auto it = m_done.crbegin(); it != m_done.crend(); ++it) {
+            try {
+                const QMetaProperty p = it->c->metaObject()->property(it->c->metaObject()->indexOfProperty(it->property));
+                p.write(it->c, it->old);
+            } catch (const Exception&) {
+            }
+        }
+    }
+
+private:
+    struct TDone {
+        QPointer<TComponent> c;
+        const char* property;
+        QVariant old;
+    };
+    IDesigner* m_designer;
+    bool m_open = true;
+    QList<TDone> m_done;
+};
+
+} // namespace
+
 void TOstDatabaseNameProperty::SetValue(const QString& value) {
     auto* db = qobject_cast<TOstDatabase*>(GetComponent());
     const QString old = db ? db->GetDatabaseName() : QString();
-    IDesigner* d = Designer();
-    if (d) d->BeginUndoGroup(QStringLiteral("Rename database %1").arg(old));
-    try {
-        TStringProperty::SetValue(value);
-        const QString now = db ? db->GetDatabaseName() : QString();
-        if (db && db->Owner() && now != old && !old.isEmpty())
-            for (TComponent* c : db->Owner()->Components()) {
-                auto* ds = qobject_cast<TOstDataSet*>(c);
-                if (!ds || ds->GetDatabaseName().compare(old, Qt::CaseInsensitive) != 0) continue;
-                if (d) d->SetProperty(ds, QStringLiteral("DatabaseName"), now);
-                else ds->SetDatabaseName(now);
+    if (!db || value == old) return TStringProperty::SetValue(value);
+    // The datasets that follow the rename; open ones are closed for it, and so is the database.
+    QList<TOstDataSet*> dependants, open;
+    if (db->Owner() && !old.isEmpty())
+        for (TComponent* c : db->Owner()->Components())
+            if (auto* ds = qobject_cast<TOstDataSet*>(c); ds && ds->GetDatabaseName().compare(old, Qt::CaseInsensitive) == 0) {
+                dependants.append(ds);
+                if (ds->Active()) open.append(ds);
             }
+    const bool connected = db->GetConnected();
+    TChangeGroup group(Designer(), QStringLiteral("Rename database %1").arg(old));
+    try {
+        for (TOstDataSet* ds : open) group.Set(ds, "Active", false);
+        if (connected) group.Set(db, "Connected", false);
+        group.Set(db, "DatabaseName", value);
+        const QString now = db->GetDatabaseName();
+        for (TOstDataSet* ds : dependants) group.Set(ds, "DatabaseName", now);
+        if (connected) group.Set(db, "Connected", true);
+        for (TOstDataSet* ds : open) group.Set(ds, "Active", true);
     } catch (...) {
-        if (d) d->EndUndoGroup();
+        group.Rollback();
         throw;
     }
-    if (d) d->EndUndoGroup();
+}
+
+// ---------------------------------------------------------------- locations
+
+TPropertyAttributes TOstDatabaseLocationProperty::GetAttributes() const {
+    return TStringProperty::GetAttributes() | paDialog;
+}
+
+void TOstDatabaseLocationProperty::SetValue(const QString& value) {
+    auto* db = qobject_cast<TOstDatabase*>(GetComponent());
+    if (!db || value == db->GetLocation()) return TStringProperty::SetValue(value);
+    const bool connected = db->GetConnected();
+    // A table file stands for the directory database of its folder.
+    const QString location = QFileInfo(value).isFile() ? DatabaseLocationOfFile(value) : value;
+    const QFileInfo where(location);
+    TChangeGroup group(Designer(), QStringLiteral("Change %1.Location").arg(db->GetName()));
+    try {
+        if (connected) group.Set(db, "Connected", false);
+        if (where.isDir()) group.Set(db, "DatabaseType", int(dbtDirectory));
+        else if (where.isFile()) group.Set(db, "DatabaseType", int(dbtSingleFile));
+        group.Set(db, "Location", location);
+        if (connected) group.Set(db, "Connected", true);
+    } catch (...) {
+        group.Rollback();
+        throw;
+    }
+}
+
+void TOstDatabaseLocationProperty::Edit() {
+    auto* db = qobject_cast<TOstDatabase*>(GetComponent());
+    if (!db) return;
+    QString location;
+    const QString current = db->GetLocation();
+    SelectDatabase(QFileInfo(current).isFile() ? QFileInfo(current).absolutePath() : current, location);
+    if (!location.isEmpty()) SetValue(location);
+}
+
+TPropertyAttributes TOstDataSetDatabaseNameProperty::GetAttributes() const {
+    return TStringProperty::GetAttributes() | paDialog;
+}
+
+void TOstDataSetDatabaseNameProperty::SetValue(const QString& value) {
+    auto* ds = qobject_cast<TOstDataSet*>(GetComponent());
+    if (!ds || value == ds->GetDatabaseName() || !ds->Active()) return TStringProperty::SetValue(value);
+    // An open dataset is closed before its database changes.
+    TChangeGroup group(Designer(), QStringLiteral("Change %1.DatabaseName").arg(ds->GetName()));
+    try {
+        group.Set(ds, "Active", false);
+        group.Set(ds, "DatabaseName", value);
+    } catch (...) {
+        group.Rollback();
+        throw;
+    }
+}
+
+void TOstDataSetDatabaseNameProperty::Edit() {
+    auto* ds = qobject_cast<TOstDataSet*>(GetComponent());
+    if (!ds) return;
+    QString name;
+    {
+        TDatabaseNameDlg dialog;
+        dialog.SetDatabaseName(ds->GetDatabaseName());
+        if (dialog.exec() != QDialog::Accepted) return;
+        name = dialog.GetDatabaseName();
+    }
+    if (name == ds->GetDatabaseName()) return;
+    TChangeGroup group(Designer(), QStringLiteral("Change %1.DatabaseName").arg(ds->GetName()));
+    try {
+        if (ds->Active()) group.Set(ds, "Active", false);
+        const QFileInfo where(name);
+        if (!name.isEmpty() && (where.isFile() || where.isDir()))
+            name = GetNewDatabaseConnection(ds, Designer(), name);
+        group.Set(ds, "DatabaseName", name);
+    } catch (...) {
+        group.Rollback();
+        throw;
+    }
 }
 
 TPropertyAttributes TOstDatabasePrivateDirProperty::GetAttributes() const {

@@ -7,8 +7,16 @@
 #include "studio/designintf/componenteditor.h"
 #include "studio/designintf/dsdesign.h"
 
+class IDesigner;
+class TOstDataSet;
 class TOstTable;
 class TOstDatabase;
+
+// Offers a database component for a bare location (a database file or a
+// folder of table files). Yes: a new TOstDatabase lands 32 pixels right of
+// the dataset, at location, connected, and its DatabaseName is returned; No:
+// the location itself is returned, for the dataset to address directly.
+QString GetNewDatabaseConnection(TOstDataSet* dataSet, IDesigner* designer, const QString& location);
 
 class TOstTableEditor : public TDataSetEditor {
 public:
@@ -26,10 +34,13 @@ public:
     // index counts from the first own verb.
     bool CanEnableMenuItem(int index) const;
 
-    // Asks for the new table's name, clears its columns and opens the table
-    // designer on it; the table is opened when the designer applied.
+    // Names the new table in the table assistant, clears its columns and
+    // opens the table designer on it; the table is opened when the designer
+    // applied. An open table is closed first, even when the assistant is
+    // then cancelled.
     void CreateNewTable();
-    // Lets the user pick one of the database's tables and opens it.
+    // Lets the user pick a table in the table assistant and opens it; an
+    // error opening it is shown, and the table keeps its new names, closed.
     void SelectTable();
     // Opens the table designer; true when it closed with changes applied.
     // "Cannot perform this on a closed table" unless the table is active or
@@ -40,11 +51,28 @@ public:
     void ImportTableProperties();
 
     TOstTable* Table() const;
+
+private:
+    bool m_replaceExisting = false;
 };
 
+// The verbs "Create New Database...", "Select Database..." and "Private
+// Directory...", all always enabled.
 class TOstDatabaseEditor : public TComponentEditor {
 public:
     using TComponentEditor::TComponentEditor;
+    int GetVerbCount() const override;
+    QString GetVerb(int index) const override;
+    // Runs the verb, then tells the designer the module changed.
+    void ExecuteVerb(int index) override;
+
+    // Creates a new database in the create database dialog and connects
+    // the component to it.
+    void CreateOstraDatabase();
+    // Points the component at another database; a connected one stays
+    // connected. The same location in other letter case changes nothing.
+    void SelectOstraDatabase();
+    void SelectPrivateDir();
     TOstDatabase* Database() const;
 };
 

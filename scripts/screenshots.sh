@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and retakes the pictures in docs/screenshots: the Studio with a data
-# module, a table's context menu, the object inspector and the splash, and
+# module, a table's context menu, the object inspector and the splash, the
+# create database dialog and the table assistant on the way to a new table,
 # the table designer (General, Checks, Relationships and Indexes pages) with
 # its difference dialog and an error box, the index definition dialog on
 # each kind of index, the filter dialog, and the two import forms (a table

@@ -1,6 +1,7 @@
 #include "setup/ostpasswordchangedlg.h"
 
 #include "engine/ostengine.h"
+#include "setup/core/ostpasswordcore.h"
 
 #include <QFocusEvent>
 #include <QFormLayout>
@@ -14,13 +15,7 @@ namespace {
 
 // The method that takes a password and a key in one entry.
 constexpr int kPasswordAndKeyMethod = emClassic;
-constexpr int kMinPasswordLength = 6;
 constexpr int kGap = 10;
-
-QString PasswordAndKeyNote() {
-    return QStringLiteral("NOTE: The selected encryption method requires a password AND a key. "
-                          "Separate them by a semicolon, e.g. KeyWrd;518274");
-}
 
 } // namespace
 
@@ -87,15 +82,7 @@ void TOstPasswordChangeDialog::SetEncryptionMethod(int method) {
     m_note->setVisible(note);
 }
 
-bool TOstPasswordChangeDialog::IsValidKey(const QString& text) const {
-    if (m_method != kPasswordAndKeyMethod) return text.length() >= kMinPasswordLength;
-    // The password may hold semicolons of its own: the last one separates the key.
-    const qsizetype separator = text.lastIndexOf(u';');
-    if (separator < kMinPasswordLength) return false;
-    bool ok = false;
-    const int key = text.mid(separator + 1).toInt(&ok);
-    return ok && key >= 0;
-}
+bool TOstPasswordChangeDialog::IsValidKey(const QString& text) const { return IsValidEncryptionKey(m_method, text); }
 
 void TOstPasswordChangeDialog::UpdateConfirmation() {
     if (m_updating) return;

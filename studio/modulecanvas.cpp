@@ -68,6 +68,7 @@ void TModuleCanvas::SetDesigner(IDesigner* designer) {
         connect(m_designer, &IDesigner::componentRemoved, this,
                 [this] { QTimer::singleShot(0, this, &TModuleCanvas::ModuleChanged); });
         connect(m_designer, &IDesigner::propertyChanged, this, &TModuleCanvas::ModuleChanged);
+        connect(m_designer, &IDesigner::componentsChanged, this, &TModuleCanvas::ModuleChanged);
         connect(m_designer, &IDesigner::selectionChanged, this, qOverload<>(&QWidget::update));
     }
     ModuleChanged();
@@ -189,8 +190,12 @@ int AddComponentVerbs(QMenu* menu, IDesigner* designer, TComponent* c, QWidget* 
         }
         QAction* action = menu->addAction(verb);
         RunReported(errorOwner, [&] { editor->PrepareItem(i, action); });
-        QObject::connect(action, &QAction::triggered, holder, [editor, errorOwner, i] {
-            RunReported(errorOwner, [&] { editor->ExecuteVerb(i); });
+        QObject::connect(action, &QAction::triggered, holder, [designer, editor, errorOwner, i, verb] {
+            RunReported(errorOwner, [&] {
+                if (designer) designer->RunVerb(QString(verb).remove(u'&').remove(QStringLiteral("...")),
+                                                [&] { editor->ExecuteVerb(i); });
+                else editor->ExecuteVerb(i);
+            });
         });
     }
     return verbs;
@@ -216,7 +221,10 @@ void TModuleCanvas::EditComponent(TComponent* c) {
     if (!m_designer || !c) return;
     RunReported(this, [&] {
         auto editor = GetComponentEditor(c, m_designer);
-        if (editor) editor->Edit();
+        if (editor && editor->GetVerbCount() > 0)
+            m_designer->RunVerb(QString(editor->GetVerb(0)).remove(u'&').remove(QStringLiteral("...")), [&] { editor->Edit(); });
+        else if (editor)
+            editor->Edit();
     });
 }
 

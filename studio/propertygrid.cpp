@@ -75,6 +75,7 @@ void TObjectInspector::SetDesigner(IDesigner* designer) {
     if (m_designer) {
         connect(m_designer, &IDesigner::selectionChanged, this, &TObjectInspector::Rebuild);
         connect(m_designer, &IDesigner::propertyChanged, this, &TObjectInspector::RefreshValues);
+        connect(m_designer, &IDesigner::componentsChanged, this, &TObjectInspector::RefreshValues);
     }
     Rebuild();
 }
@@ -200,6 +201,7 @@ QWidget* TObjectInspector::CreateEditor(TRow& row, QWidget* parent) {
     } else {
         row.edit = new QLineEdit(parent);
         row.edit->setReadOnly(readOnly);
+        if (attributes & paPassword) row.edit->setEchoMode(QLineEdit::Password);
         connect(row.edit, &QLineEdit::editingFinished, this, [this, r] {
             if (!r->edit->isReadOnly()) Commit(*r, r->edit->text());
         });

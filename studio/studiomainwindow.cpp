@@ -226,6 +226,8 @@ void TStudioMainWindow::SetModule(std::unique_ptr<TDataModule> module, const QSt
     m_tree->SetDesigner(d);
     m_inspector->SetDesigner(d);
     setWindowModified(d->IsModified());
+    // Choosers that are given no folder start in the module's.
+    SetDefaultDialogFolder(InitialDirectory());
     UpdateTitle();
     UpdateUndoActions();
     UpdateEditActions();
@@ -302,6 +304,7 @@ bool TStudioMainWindow::SaveTo(const QString& fileName) {
     const QString path = QFileInfo(fileName).absoluteFilePath();
     if (!RunReported(this, [&] { SaveDataModule(*m_module, path); })) return false;
     m_fileName = path;
+    SetDefaultDialogFolder(InitialDirectory());
     m_designer->SetUnmodified();
     UpdateTitle();
     AddRecentFile(path);

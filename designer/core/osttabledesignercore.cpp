@@ -102,6 +102,7 @@ void TOstTableDesignerCore::SetOstDataset(TOstDataSet* dataSet) {
     }
     m_table = dataSet;
     if (table) {
+        m_replacedName = table->GetTableName();
         m_savedIndexName = table->GetIndexName();
         table->SetIndexName(QString());
     } else {
@@ -631,6 +632,12 @@ bool TOstTableDesignerCore::ApplyTableChanges() {
         if (m_newTable) {
             AssignIndexDefs(m_working->IndexDefs(), t.IndexDefs());
             t.FulltextIndexDefs().Clear();
+            if (m_replaceExisting && t.GetTableName().compare(m_replacedName, Qt::CaseInsensitive) == 0 && t.Exists()) {
+                TOstTable existing(nullptr);
+                existing.SetDatabaseName(t.GetDatabaseName());
+                existing.SetTableName(t.GetTableName());
+                existing.DeleteTable();
+            }
             t.CreateTable();
             m_newTable = false;
         } else {

@@ -60,6 +60,12 @@ public:
     // Must come before SetOstDataset; EOstTableDesigner afterwards.
     void SetNewTable(bool value);
     bool NewTable() const { return m_newTable; }
+    // A new table may take the place of a stored table of the same name (the
+    // user agreed to overwrite it): Apply deletes that table just before it
+    // creates the new one, as long as the new table keeps the name it had when
+    // the designer opened on it (another stored table is never overwritten).
+    void SetReplaceExisting(bool value) { m_replaceExisting = value; }
+    bool ReplaceExisting() const { return m_replaceExisting; }
     // Takes the dataset to design (not owned) and reads it.
     void SetOstDataset(TOstDataSet* dataSet);
     // Makes the working table anew from dataSet and reads the definitions.
@@ -193,6 +199,8 @@ private:
     TModifications m_modifications;
     QStringList m_keyFields, m_storedKeyFields;
     QString m_encryptionKey, m_savedIndexName;
+    bool m_replaceExisting = false;
+    QString m_replacedName; // the table name the user agreed to overwrite
     bool m_newTable = false, m_readOnlyView = false, m_dirtyStructure = false, m_dirtyIndexes = false;
     bool m_changesApplied = false, m_resetCollations = false, m_applying = false;
 };

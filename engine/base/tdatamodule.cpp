@@ -109,12 +109,15 @@ TFieldType FieldTypeFromName(const QString& name, bool* ok) {
     return ftUnknown;
 }
 
-QJsonObject PropertiesToJson(const TComponent& c) {
+QJsonObject PropertiesToJson(const TComponent& c, TStreamPasswords passwords = TStreamPasswords::AsStored) {
     QJsonObject props;
     const QMetaObject* mo = c.metaObject();
+    const bool keepPasswords = passwords == TStreamPasswords::All || c.property("StorePassword").toBool();
     for (int i = 0; i < mo->propertyCount(); ++i) {
         const QMetaProperty p = mo->property(i);
-        if (IsStreamedProperty(p)) props.insert(QString::fromLatin1(p.name()), PropertyToJson(c, p));
+        if (!IsStreamedProperty(p)) continue;
+        if (!keepPasswords && IsPasswordProperty(mo, p.name())) continue;
+        props.insert(QString::fromLatin1(p.name()), PropertyToJson(c, p));
     }
     return props;
 }
@@ -280,7 +283,16 @@ void SetPropertyFromJson(QObject& obj, const QMetaProperty& prop, const QJsonVal
     if (!written) throw EComponentError(QStringLiteral("the value cannot be written"));
 }
 
-QJsonObject ComponentToJson(const TComponent& c) {
+bool IsPasswordProperty(const QMetaObject* mo, const char* propertyName) {
+    if (!mo || !propertyName) return false;
+    for (int i = 0; i < mo->classInfoCount(); ++i) {
+        const QMetaClassInfo info = mo->classInfo(i);
+        if (qstrcmp(info.name(), "PasswordProperty") == 0 && qstrcmp(info.value(), propertyName) == 0) return true;
+    }
+    return false;
+}
+
+QJsonObject ComponentToJson(const TComponent& c, TStreamPasswords passwords) {
     QJsonObject o;
     o.insert(QStringLiteral("class"), QString::fromLatin1(c.metaObject()->className()));
     o.insert(QStringLiteral("name"), c.GetName());
@@ -291,13 +303,13 @@ QJsonObject ComponentToJson(const TComponent& c) {
         const TDataSet* ds = f->DataSet();
         if (ds && ds->Owner() == c.Owner() && !ds->GetName().isEmpty()) o.insert(QStringLiteral("dataSet"), ds->GetName());
     }
-    o.insert(QStringLiteral("properties"), PropertiesToJson(c));
+    o.insert(QStringLiteral("properties"), PropertiesToJson(c, passwords));
     return o;
 }
 
-QJsonArray ComponentsToJson(const QList<TComponent*>& components) {
+QJsonArray ComponentsToJson(const QList<TComponent*>& components, TStreamPasswords passwords) {
     QJsonArray a;
-    for (const TComponent* c : components) a.append(ComponentToJson(*c));
+    for (const TComponent* c : components) a.append(ComponentToJson(*c, passwords));
     return a;
 }
 

@@ -46,10 +46,18 @@ QJsonValue PropertyToJson(const QObject& obj, const QMetaProperty& prop);
 // wrong (the wrong kind of value, or the setter's own error message).
 void SetPropertyFromJson(QObject& obj, const QMetaProperty& prop, const QJsonValue& value);
 
+// Password properties are those a class names in Q_CLASSINFO("PasswordProperty",
+// "Name") entries. A stream leaves them out unless the component's
+// StorePassword property is true: a module file and the clipboard never carry
+// a password the user did not ask to keep. Undo steps keep them all.
+enum class TStreamPasswords { AsStored, All };
+bool IsPasswordProperty(const QMetaObject* mo, const char* propertyName);
+
 // One component with its class, name, position and streamed properties; a field
 // attached to a dataset of the same owner carries the dataset's name.
-QJsonObject ComponentToJson(const TComponent& c);
-QJsonArray ComponentsToJson(const QList<TComponent*>& components);
+QJsonObject ComponentToJson(const TComponent& c, TStreamPasswords passwords = TStreamPasswords::AsStored);
+QJsonArray ComponentsToJson(const QList<TComponent*>& components,
+                            TStreamPasswords passwords = TStreamPasswords::AsStored);
 // Creates the components of a stream owned by owner. All or nothing: on any
 // error what was created is deleted again and EComponentError is raised with
 // the source (a file name, "clipboard", ...) and what is wrong. A field's

@@ -55,6 +55,14 @@ TOstPasswordEvent PasswordHandler() {
 // without asking: the table's own, then its database's, then those of the
 // database components on this location - the database's first for a file
 // keyed by its database.
+// "OSTRA_PASSWORD_" and the name in capitals, every character other than a
+// letter or digit of ASCII as "_": OSTRA_PASSWORD_CUSTOMERS, OSTRA_PASSWORD_MY_SHOP.
+QString EnvironmentPasswordName(const QString& name) {
+    QString key = QStringLiteral("OSTRA_PASSWORD_");
+    for (const QChar ch : name.toUpper()) key += ch.unicode() < 128 && ch.isLetterOrNumber() ? ch : QLatin1Char('_');
+    return key;
+}
+
 struct Request {
     QObject* sender = nullptr;
     QString name;  // what the password handler is told
@@ -84,6 +92,10 @@ Request MakeRequest(OstConnection& c, const QString& file, const QString& tableN
         r.name = tableName.isEmpty() ? QFileInfo(file).completeBaseName() : tableName;
         r.what = QStringLiteral("table \"%1\"").arg(r.name);
     }
+    // Passwords an application keeps out of its module files: the environment
+    // names them per table or database, or one for all.
+    add(qEnvironmentVariable(EnvironmentPasswordName(r.name).toLatin1().constData()));
+    add(qEnvironmentVariable("OSTRA_PASSWORD"));
     return r;
 }
 

@@ -363,20 +363,69 @@ void OstConnection::Rollback() {
     }
 }
 
-QString OstConnection::StoredTableName(const QString& tableName) const {
-    if (m_singleFile) return tableName;
+namespace {
+const QStringList& TableFilePatterns() {
+    static const QStringList patterns{QStringLiteral("*.dat"), QStringLiteral("*.ostt")};
+    return patterns;
+}
+QString TableOfFileName(const QString& fileName) {
+    return fileName.left(fileName.lastIndexOf(QLatin1Char('.')));
+}
+} // namespace
+
+QString OstConnection::FindTableFileName(const QString& tableName) const {
     // Table names compare without case, as they do in a single-file database:
     // "customers" is the table of the file Customers.dat.
     const QDir dir(m_location);
-    if (QFileInfo(dir.filePath(tableName + QStringLiteral(".dat"))).isFile()) return tableName;
-    const QString want = tableName + QStringLiteral(".dat");
-    for (const QString& f : dir.entryList({QStringLiteral("*.dat")}, QDir::Files))
-        if (f.compare(want, Qt::CaseInsensitive) == 0) return f.left(f.size() - 4);
-    return tableName;
+    for (const char* ext : {".dat", ".ostt"})
+        if (QFileInfo(dir.filePath(tableName + QLatin1String(ext))).isFile()) return tableName + QLatin1String(ext);
+    for (const char* ext : {".dat", ".ostt"}) {
+        const QString want = tableName + QLatin1String(ext);
+        for (const QString& f : dir.entryList({QLatin1Char('*') + QLatin1String(ext)}, QDir::Files))
+            if (f.compare(want, Qt::CaseInsensitive) == 0) return f;
+    }
+    return QString();
+}
+
+QString OstConnection::StoredTableName(const QString& tableName) const {
+    if (m_singleFile) return tableName;
+    const QString file = FindTableFileName(tableName);
+    return file.isEmpty() ? tableName : TableOfFileName(file);
 }
 
 QString OstConnection::TableFile(const QString& tableName) const {
-    return m_singleFile ? m_location : QDir(m_location).filePath(StoredTableName(tableName) + QStringLiteral(".dat"));
+    if (m_singleFile) return m_location;
+    const QString file = FindTableFileName(tableName);
+    return QDir(m_location).filePath(file.isEmpty() ? tableName + QStringLiteral(".dat") : file);
+}
+
+QStringList OstConnection::TableFileNames() const {
+    QStringList names;
+    if (m_singleFile) return names;
+    for (const QString& f : QDir(m_location).entryList(TableFilePatterns(), QDir::Files, QDir::Name | QDir::IgnoreCase)) {
+        const QString name = TableOfFileName(f);
+        if (!name.isEmpty() && !names.contains(name, Qt::CaseInsensitive)) names.append(name);
+    }
+    return names;
+}
+
+QString OstConnection::TableNameOf(const QString& given) const {
+    const QString name = given.trimmed();
+    if (m_singleFile || !(name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\'))))
+        return OstNormalizeTableName(name, m_singleFile);
+    QString path = name;
+    path.replace(QLatin1Char('\\'), QLatin1Char('/'));
+    const QFileInfo file(QDir(m_location), path);
+    const QString folder = QDir::cleanPath(file.absolutePath());
+    auto same = [](const QString& a, const QString& b) {
+        const QString ca = QFileInfo(a).canonicalFilePath(), cb = QFileInfo(b).canonicalFilePath();
+        return QDir::cleanPath(a) == QDir::cleanPath(b) || (!ca.isEmpty() && ca == cb);
+    };
+    if (file.fileName().isEmpty() || !same(folder, m_location))
+        throw EOstraError(OstErr::InvalidName,
+                          QStringLiteral("Table file \"%1\" is not in the directory of the database (\"%2\")")
+                              .arg(OstShownName(name), QDir::toNativeSeparators(m_location)));
+    return OstNormalizeTableName(file.fileName(), false);
 }
 
 QString OstConnection::SchemaAlias(const QString& tableName) const {
@@ -597,10 +646,8 @@ QList<OstTableMeta> OstConnection::AllMetas() {
         return out;
     }
     QDir dir(m_location);
-    const QStringList files =
-        dir.entryList({QStringLiteral("*.dat")}, QDir::Files, QDir::Name | QDir::IgnoreCase);
-    for (const QString& f : files) {
-        const QString name = f.left(f.size() - 4);
+    for (const QString& name : TableFileNames()) {
+        const QString f = FindTableFileName(name);
         OstTableMeta m;
         bool ok = false;
         if (m_attached.contains(name.toLower())) {

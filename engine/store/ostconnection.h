@@ -94,8 +94,17 @@ public:
     void DiscardStatement();
 
     // The file that stores a table (the .dat file or the .ostd file); names
-    // compare without case.
+    // compare without case. In a directory database a table is stored in
+    // "<name>.dat", or in "<name>.ostt" when only that file is there.
     QString TableFile(const QString& tableName) const;
+    // The table names of a directory database's table files, sorted without
+    // case; a name stored both ways counts once.
+    QStringList TableFileNames() const;
+    // The table a component's TableName stands for: the name without the
+    // table file's extension; in a directory database also the path of a
+    // table file in the database's directory (absolute, or relative to it).
+    // EOstraError when the path lies anywhere else.
+    QString TableNameOf(const QString& given) const;
     // The name as the table is stored (the spelling of its file name in a
     // directory database); the name itself when no such table exists.
     QString StoredTableName(const QString& tableName) const;
@@ -158,6 +167,9 @@ public:
     void BumpGeneration() { ++m_generation; m_triggersGeneration = -1; }
 
 private:
+    // The file name (with extension) of a table of a directory database;
+    // empty when none is there.
+    QString FindTableFileName(const QString& tableName) const;
     QString SchemaAlias(const QString& tableName) const;
     int AttachLimit() const;
     // Attaches the tables with as much of their foreign-key closure as fits.

@@ -325,9 +325,7 @@ void OstConnection::PrepareForSql(const QString& sql) {
     if (InTransaction()) { RefreshIntegrityTriggers(); return; }
     // Every identifier that names a table file makes that file reachable.
     static const QRegularExpression ident(QStringLiteral("\"((?:[^\"]|\"\")+)\"|\\[([^\\]]+)\\]|`([^`]+)`|([A-Za-z_][A-Za-z0-9_$]*)"));
-    QStringList tables;
-    for (const QString& f : QDir(m_location).entryList({QStringLiteral("*.dat")}, QDir::Files))
-        tables << f.left(f.size() - 4);
+    const QStringList tables = TableFileNames();
     QStringList wanted;
     auto it = ident.globalMatch(sql);
     while (it.hasNext()) {

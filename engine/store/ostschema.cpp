@@ -22,6 +22,7 @@ QString OstDoubleUnQuote(const QString& s) {
 QString OstNormalizeTableName(const QString& name, bool singleFile) {
     QString n = name.trimmed();
     if (!singleFile && n.endsWith(QStringLiteral(".dat"), Qt::CaseInsensitive)) n.chop(4);
+    else if (!singleFile && n.endsWith(QStringLiteral(".ostt"), Qt::CaseInsensitive)) n.chop(5);
     return n;
 }
 

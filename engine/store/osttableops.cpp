@@ -182,7 +182,8 @@ void OstRenameStoredTable(OstConnection& c, const QString& name, const QString& 
         } else {
             for (const OstTableMeta& o : referring) c.Locate(o.name);
             c.Release(name);
-            const QString from = c.TableFile(name), to = QFileInfo(from).dir().filePath(newName + QStringLiteral(".dat"));
+            const QString from = c.TableFile(name);
+            const QString to = QFileInfo(from).dir().filePath(newName + QLatin1Char('.') + QFileInfo(from).suffix());
             if (QFile::exists(from + QStringLiteral("-journal")))
                 throw EOstraError(OstErr::Locked, QStringLiteral("Table \"%1\" has an unfinished transaction").arg(name));
             if (!QFile::rename(from, to))

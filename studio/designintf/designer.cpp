@@ -6,6 +6,7 @@
 #include "engine/base/tdataset.h"
 
 #include <QMetaProperty>
+#include <QPointer>
 #include <QSet>
 #include <QUndoCommand>
 
@@ -70,7 +71,77 @@ private:
     bool m_adds, m_done = false;
 };
 
+// The published properties a component editor's verb changed directly, per
+// component. Components are found by name, as in TPropertyStep. A table or
+// database is closed while its other properties are written and then takes
+// the Active or Connected state of the side being restored.
+class TVerbStep : public QUndoCommand {
+public:
+    struct TChange {
+        QString property;
+        QVariant oldValue, newValue;
+    };
+    struct TComponentChanges {
+        bool isRoot;
+        QString name;
+        QList<TChange> changes;
+    };
+    TVerbStep(TDesigner* d, QList<TComponentChanges> components, QUndoCommand* parent)
+        : QUndoCommand(parent), m_d(d), m_components(std::move(components)) {}
+
+    void undo() override {
+        for (auto it = m_components.crbegin(); it != m_components.crend(); ++it) Apply(*it, true);
+    }
+    void redo() override {
+        if (m_done)
+            for (const TComponentChanges& c : m_components) Apply(c, false);
+        m_done = true;
+    }
+
+private:
+    static bool IsState(const QString& p) { return p == u"Active" || p == u"Connected"; }
+    void Apply(const TComponentChanges& cc, bool old) {
+        TComponent* c = m_d->Find(cc.isRoot, cc.name);
+        if (!c) return m_d->StepFailed(QStringLiteral("Component %1 no longer exists").arg(cc.name));
+        try {
+            QList<QPair<QString, QVariant>> states;
+            for (const char* state : {"Connected", "Active"}) {
+                if (c->metaObject()->indexOfProperty(state) < 0) continue;
+                QVariant target = c->property(state);
+                for (const TChange& ch : cc.changes)
+                    if (ch.property == QLatin1String(state)) target = old ? ch.oldValue : ch.newValue;
+                states.append({QString::fromLatin1(state), target});
+            }
+            for (auto it = states.crbegin(); it != states.crend(); ++it)
+                if (c->property(it->first.toLatin1().constData()).toBool()) m_d->Write(c, it->first, false);
+            for (const TChange& ch : cc.changes)
+                if (!IsState(ch.property)) m_d->Write(c, ch.property, old ? ch.oldValue : ch.newValue);
+            for (const auto& state : states)
+                if (state.second.toBool()) m_d->Write(c, state.first, true);
+        } catch (const Exception& e) {
+            m_d->StepFailed(e.Message());
+        }
+    }
+    TDesigner* m_d;
+    QList<TComponentChanges> m_components;
+    bool m_done = false;
+};
+
 namespace {
+
+// The streamed properties of a component with their values.
+QList<QPair<QString, QVariant>> PublishedValues(const TComponent* c) {
+    QList<QPair<QString, QVariant>> values;
+    const QMetaObject* mo = c->metaObject();
+    for (int i = 0; i < mo->propertyCount(); ++i) {
+        const QMetaProperty p = mo->property(i);
+        if (!IsStreamedProperty(p)) continue;
+        QVariant v = p.read(c);
+        if (p.isEnumType()) v = v.toInt();
+        values.append({QString::fromLatin1(p.name()), v});
+    }
+    return values;
+}
 
 QString StripNumber(const QString& name) {
     int end = name.size();
@@ -104,6 +175,7 @@ TDesigner::~TDesigner() = default;
 void TDesigner::Modified() {
     m_dirty = true;
     UpdateModified();
+    emit componentsChanged();
 }
 
 bool TDesigner::IsModified() const { return m_dirty || !m_undo.isClean(); }
@@ -158,7 +230,7 @@ TComponent* TDesigner::CreateComponent(const QMetaObject* cls, TComponent* paren
         delete c;
         throw;
     }
-    m_undo.push(new TComponentsStep(this, {ComponentToJson(*c)}, true, QStringLiteral("Create %1").arg(c->GetName())));
+    m_undo.push(new TComponentsStep(this, {ComponentToJson(*c, TStreamPasswords::All)}, true, QStringLiteral("Create %1").arg(c->GetName())));
     emit componentAdded(c);
     SelectComponent(c);
     return c;
@@ -179,7 +251,7 @@ QList<TComponent*> TDesigner::InsertComponents(const QJsonArray& components) {
     if (created.isEmpty()) return created;
     const QString text = created.size() == 1 ? QStringLiteral("Insert %1").arg(created[0]->GetName())
                                              : QStringLiteral("Insert %1 components").arg(created.size());
-    m_undo.push(new TComponentsStep(this, ComponentsToJson(created), true, text));
+    m_undo.push(new TComponentsStep(this, ComponentsToJson(created, TStreamPasswords::All), true, text));
     for (TComponent* c : created) emit componentAdded(c);
     SetSelection(created);
     return created;
@@ -228,6 +300,53 @@ QList<TDesigner::TReference> TDesigner::ReferencesTo(const QList<TComponent*>& t
     return refs;
 }
 
+void TDesigner::RunVerb(const QString& text, const std::function<void()>& verb) {
+    struct TBefore {
+        QPointer<TComponent> component;
+        bool isRoot;
+        QList<QPair<QString, QVariant>> values;
+    };
+    QList<TBefore> before{{m_root, true, PublishedValues(m_root)}};
+    for (TComponent* c : m_root->Components()) before.append({c, false, PublishedValues(c)});
+    QList<QPair<TComponent*, QString>> touched;
+    QList<QPair<TComponent*, QString>>* outer = m_verbTouched;
+    m_verbTouched = &touched;
+    BeginUndoGroup(text);
+    auto finish = [&] {
+        m_verbTouched = outer;
+        QList<TVerbStep::TComponentChanges> changed;
+        for (const TBefore& b : before) {
+            if (!b.component) continue;
+            TVerbStep::TComponentChanges cc{b.isRoot, b.component->GetName(), {}};
+            const QList<QPair<QString, QVariant>> now = PublishedValues(b.component);
+            for (int i = 0; i < now.size() && i < b.values.size(); ++i)
+                if (now[i].second != b.values[i].second && !touched.contains({b.component.data(), now[i].first}))
+                    cc.changes.append({now[i].first, b.values[i].second, now[i].second});
+            if (!cc.changes.isEmpty()) changed.append(cc);
+        }
+        if (!changed.isEmpty()) {
+            auto* step = new QUndoCommand(text);
+            new TVerbStep(this, changed, step);
+            m_undo.push(step);
+        }
+        EndUndoGroup();
+        // A verb that changed nothing leaves no step behind.
+        const QUndoCommand* group = m_undo.index() > 0 ? m_undo.command(m_undo.index() - 1) : nullptr;
+        if (group && group->text() == text && group->childCount() == 0) {
+            const_cast<QUndoCommand*>(group)->setObsolete(true);
+            m_undo.undo();
+        }
+        emit componentsChanged();
+    };
+    try {
+        verb();
+    } catch (...) {
+        finish();
+        throw;
+    }
+    finish();
+}
+
 void TDesigner::Write(TComponent* c, const QString& propertyName, const QVariant& value) {
     const QMetaProperty p = c->metaObject()->property(c->metaObject()->indexOfProperty(propertyName.toLatin1().constData()));
     bool written = false;
@@ -239,6 +358,7 @@ void TDesigner::Write(TComponent* c, const QString& propertyName, const QVariant
         throw EComponentError(QString::fromLocal8Bit(e.what()));
     }
     if (!written) throw EComponentError(QStringLiteral("Invalid value for property %1 of %2").arg(propertyName, c->GetName()));
+    if (m_verbTouched) m_verbTouched->append({c, propertyName});
     emit propertyChanged(c, propertyName);
 }
 
@@ -248,7 +368,7 @@ void TDesigner::DeleteComponent(TComponent* c) {
     QList<TComponent*> going{c};
     for (TComponent* other : m_root->Components())
         if (auto* f = qobject_cast<TField*>(other); f && f->DataSet() == c) going.append(f);
-    const QJsonArray stream = ComponentsToJson(going);
+    const QJsonArray stream = ComponentsToJson(going, TStreamPasswords::All);
     QStringList names;
     for (auto it = going.crbegin(); it != going.crend(); ++it) names.append((*it)->GetName());
     // References to what goes are cleared first, in the same step, so undo puts them back.

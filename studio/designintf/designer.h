@@ -10,6 +10,7 @@
 #include <QString>
 #include <QUndoStack>
 #include <QVariant>
+#include <functional>
 
 class TComponent;
 
@@ -48,6 +49,12 @@ public:
     // Deletes a component of Root(), and with a dataset its persistent fields.
     virtual void DeleteComponent(TComponent* c) = 0;
 
+    // Runs a component editor's verb as one undoable step: what it changes
+    // through the designer, and the published properties it changes directly
+    // on the module's components (recorded before and after). Tells the views
+    // to show the components again.
+    virtual void RunVerb(const QString& /*text*/, const std::function<void()>& verb) { verb(); }
+
     // Steps between these calls undo and redo as one.
     virtual void BeginUndoGroup(const QString& text) = 0;
     virtual void EndUndoGroup() = 0;
@@ -63,6 +70,9 @@ signals:
     // Sent just before the component is deleted.
     void componentRemoved(TComponent* c);
     void propertyChanged(TComponent* c, const QString& propertyName);
+    // Modified() was called: components may have changed in ways the
+    // designer did not see (a component editor's verb, say).
+    void componentsChanged();
 };
 
 class TDesigner : public IDesigner {
@@ -90,6 +100,7 @@ public:
 
     void SetProperty(TComponent* c, const QString& propertyName, const QVariant& value) override;
     void DeleteComponent(TComponent* c) override;
+    void RunVerb(const QString& text, const std::function<void()>& verb) override;
 
     void BeginUndoGroup(const QString& text) override { m_undo.beginMacro(text); }
     void EndUndoGroup() override { m_undo.endMacro(); }
@@ -115,6 +126,7 @@ private:
     QList<TReference> ReferencesTo(const QList<TComponent*>& targets) const;
     friend class TPropertyStep;
     friend class TComponentsStep;
+    friend class TVerbStep;
     TComponent* Find(bool isRoot, const QString& name) const;
     void Write(TComponent* c, const QString& propertyName, const QVariant& value);
     QList<TComponent*> Restore(const QJsonArray& components);
@@ -129,4 +141,6 @@ private:
     QString m_stepError;
     bool m_dirty = false;
     bool m_reportedModified = false;
+    // While a verb runs: the properties it changed through the designer.
+    QList<QPair<TComponent*, QString>>* m_verbTouched = nullptr;
 };

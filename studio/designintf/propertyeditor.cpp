@@ -29,6 +29,8 @@ TPropertyAttributes TPropertyEditor::GetAttributes() const {
     TPropertyAttributes a = paRevertable;
     if (qstrcmp(m_prop.name(), "Name") != 0) a |= paMultiSelect;
     if (!m_prop.isWritable()) a |= paReadOnly;
+    if (!m_components.isEmpty() && m_components[0] && IsPasswordProperty(m_components[0]->metaObject(), m_prop.name()))
+        a |= paPassword;
     return a;
 }
 

@@ -23,6 +23,7 @@ enum TPropertyAttribute {
     paSortList = 0x20,      // the inspector sorts the values
     paReadOnly = 0x40,      // the text cannot be typed
     paRevertable = 0x80,    // may be reverted to the inherited value
+    paPassword = 0x100,     // a secret (see IsPasswordProperty): shown masked
 };
 Q_DECLARE_FLAGS(TPropertyAttributes, TPropertyAttribute)
 Q_DECLARE_OPERATORS_FOR_FLAGS(TPropertyAttributes)

@@ -43,6 +43,7 @@ private slots:
     void realFolderChooser_data();
     void realFolderChooser();
     void realFileChoosers();
+    void choosersWithoutAFolderStartInTheDefaultOne();
     void realMessageBoxAndPrompt();
 };
 
@@ -242,6 +243,34 @@ void TstDialogs::realFileChoosers() {
     WhenShown<QFileDialog>([](QFileDialog* dialog) { dialog->reject(); });
     QVERIFY(!OstDialogs().OpenFileName(nullptr, QStringLiteral("Open"), filter, tmp.path(), fileName));
     QCOMPARE(Canonical(fileName), Canonical(existing));
+}
+
+// The Studio names the module's folder; a chooser given no folder starts
+// there, not in the process's working folder. An existing file must exist.
+void TstDialogs::choosersWithoutAFolderStartInTheDefaultOne() {
+    QTemporaryDir module;
+    const QString before = DefaultDialogFolder();
+    SetDefaultDialogFolder(module.path());
+    QString seen;
+    WhenShown<QFileDialog>([&](QFileDialog* d) {
+        seen = d->directory().absolutePath();
+        d->reject();
+    });
+    QString dir;
+    QVERIFY(!rkSelectDirectory(QStringLiteral("Private Directory..."), QString(), dir));
+    QCOMPARE(Canonical(seen), Canonical(module.path()));
+    QString file;
+    QFileDialog::FileMode mode = QFileDialog::AnyFile;
+    WhenShown<QFileDialog>([&](QFileDialog* d) {
+        seen = d->directory().absolutePath();
+        mode = d->fileMode();
+        d->reject();
+    });
+    QVERIFY(!OstDialogs().OpenExistingFileName(nullptr, QStringLiteral("Select Database"), QString(), QStringLiteral("ostd"),
+                                               QString(), file));
+    QCOMPARE(Canonical(seen), Canonical(module.path()));
+    QCOMPARE(mode, QFileDialog::ExistingFile);
+    SetDefaultDialogFolder(before);
 }
 
 void TstDialogs::realMessageBoxAndPrompt() {

@@ -5,6 +5,7 @@
 #include <QDialog>
 #include <QFile>
 #include <QLineEdit>
+#include <QTextBrowser>
 #include <QTemporaryDir>
 #include <QVBoxLayout>
 #include <QtTest>
@@ -13,6 +14,7 @@ class TstHelp : public QObject {
     Q_OBJECT
 private slots:
     void f1OpensTheNearestTopic();
+    void helpWindowShowsTheTopic();
 };
 
 void TstHelp::f1OpensTheNearestTopic() {
@@ -59,6 +61,32 @@ void TstHelp::f1OpensTheNearestTopic() {
 
     qApp->removeEventFilter(&filter);
     SetHelpViewer(before);
+}
+
+// The default viewer: the Studio's own window, rendering Markdown, usable
+// beside the modal dialog it was asked from.
+void TstHelp::helpWindowShowsTheTopic() {
+    QTemporaryDir dir;
+    QFile topic(dir.filePath("20000.md"));
+    QVERIFY(topic.open(QIODevice::WriteOnly));
+    topic.write("# Create a database\n\nChoose **Catalog** to keep a catalog.\n");
+    topic.close();
+    QDialog modal;
+    modal.setWindowModality(Qt::ApplicationModal);
+    modal.show();
+    QVERIFY(QTest::qWaitForWindowActive(&modal));
+    QTextBrowser* browser = ShowHelpWindow(topic.fileName());
+    QVERIFY(browser);
+    QWidget* window = browser->window();
+    QCOMPARE(window->objectName(), QStringLiteral("OstHelpWindow"));
+    QCOMPARE(window->windowTitle(), QStringLiteral("Ostra Help - Create a database"));
+    QCOMPARE(window->parentWidget(), &modal); // not blocked by the modal dialog
+    const QString text = browser->toPlainText();
+    QVERIFY2(text.contains("Choose Catalog to keep a catalog."), qPrintable(text)); // rendered, not raw
+    QVERIFY(!text.contains("**"));
+    QVERIFY(window->isVisible());
+    QVERIFY(!ShowHelpWindow(dir.filePath("missing.md")));
+    window->close();
 }
 
 QTEST_MAIN(TstHelp)

@@ -23,6 +23,7 @@ private slots:
     void fulltextIndexKeepsItsDefinition();
     void invalidIndicationSelectsTheAutoIncColumns();
     void newTableIsCreatedOnApply();
+    void newTableReplacesOnlyTheTableAgreedTo();
     void nothingToApplyAndClosing();
     void queriesAreShownReadOnly();
 };
@@ -331,6 +332,48 @@ void TstDesignerCore::newTableIsCreatedOnApply() {
     none.WorkingTable()->SetTableName(" ");
     QVERIFY(!none.Apply());
     QCOMPARE(view.Last(), QStringLiteral("error: Missing table name"));
+}
+
+// The user agreed to overwrite People: the new table replaces it on Apply.
+// Renamed in the designer to another stored table, it overwrites nothing.
+void TstDesignerCore::newTableReplacesOnlyTheTableAgreedTo() {
+    PeopleTable people;
+    people.table->Close(); // nobody else holds the tables
+    {
+        TOstTable other;
+        other.SetDatabaseName(people.location);
+        other.SetTableName("Visits");
+        other.GetFieldDefsOst().Add("When", dtDateTime, 0);
+        other.CreateTable();
+    }
+    TOstTable fresh;
+    fresh.SetDatabaseName(people.location);
+    fresh.SetTableName("Visits");
+    TRecordingView view;
+    TOstTableDesignerCore renamed(&view);
+    renamed.SetNewTable(true);
+    renamed.SetReplaceExisting(true);
+    renamed.SetOstDataset(&fresh);
+    renamed.AddColumn(0);
+    renamed.WorkingTable()->SetTableName("People");
+    renamed.UpdateDirtyFlags();
+    QVERIFY(!renamed.Apply());
+    QVERIFY2(view.Last().contains("exists"), qPrintable(view.Last()));
+    QCOMPARE(people.Column("SELECT count(*) FROM People"), QStringList({"3"}));
+
+    TOstTable again;
+    again.SetDatabaseName(people.location);
+    again.SetTableName("People");
+    TOstTableDesignerCore replacing(&view);
+    replacing.SetNewTable(true);
+    replacing.SetReplaceExisting(true);
+    replacing.SetOstDataset(&again);
+    replacing.AddColumn(0);
+    replacing.UpdateDirtyFlags();
+    APPLIED(replacing, view);
+    QVERIFY(again.Active());
+    QCOMPARE(again.Fields().Count(), 1);
+    QCOMPARE(again.RecordCount(), 0);
 }
 
 void TstDesignerCore::nothingToApplyAndClosing() {

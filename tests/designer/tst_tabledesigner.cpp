@@ -29,6 +29,7 @@ private slots:
     void failedAppliesKeepTheEdits();
     void closingAsksBeforeChangesAreLost();
     void queriesAreOnlyShown();
+    void keysReachEveryColumnAction();
 };
 
 namespace {
@@ -458,6 +459,55 @@ void TstTableDesigner::queriesAreOnlyShown() {
     QVERIFY(!designer.isVisible());
     QCOMPARE(designer.result(), int(QDialog::Rejected));
     QCOMPARE(dialogs.Messages(), QStringList());
+}
+
+// A keyboard user adds, moves, keys and deletes columns: every toolbar action
+// has its key on its page, names it in its tooltip, and is a tab stop.
+void TstTableDesigner::keysReachEveryColumnAction() {
+    PeopleTable people;
+    TDesignerDialogs dialogs;
+    TOstTableDesigner designer;
+    designer.SetOstDataset(people.table.get());
+    designer.show();
+    QVERIFY(QTest::qWaitForWindowActive(&designer));
+    designer.ColumnListView()->setFocus();
+    QTRY_VERIFY(designer.ColumnListView()->hasFocus());
+    Select(designer, 3);
+    QTest::keyClick(designer.ColumnListView(), Qt::Key_N, Qt::ControlModifier);
+    QCOMPARE(designer.ColumnListView()->topLevelItemCount(), 5);
+    const QString added = designer.SelectedItem()->text(1);
+    QCOMPARE(designer.ColumnListView()->topLevelItem(4)->text(1), added);
+    QTest::keyClick(designer.ColumnListView(), Qt::Key_Up, Qt::ControlModifier);
+    QCOMPARE(designer.ColumnListView()->topLevelItem(3)->text(1), added);
+    QTest::keyClick(designer.ColumnListView(), Qt::Key_Down, Qt::ControlModifier);
+    QCOMPARE(designer.ColumnListView()->topLevelItem(4)->text(1), added);
+    Select(designer, 1);
+    QTest::keyClick(designer.ColumnListView(), Qt::Key_K, Qt::ControlModifier);
+    QCOMPARE(designer.Core().KeyFields(), QStringList({"Name"}));
+    Select(designer, 4);
+    QTest::keyClick(designer.ColumnListView(), Qt::Key_Delete, Qt::ControlModifier);
+    QCOMPARE(designer.ColumnListView()->topLevelItemCount(), 4);
+    // From the column's name box too.
+    designer.ColumnPropertyEditor()->NameEdit()->setFocus();
+    QTRY_VERIFY(designer.ColumnPropertyEditor()->NameEdit()->hasFocus());
+    QTest::keyClick(designer.ColumnPropertyEditor()->NameEdit(), Qt::Key_N, Qt::ControlModifier);
+    QCOMPARE(designer.ColumnListView()->topLevelItemCount(), 5);
+
+    for (QAction* a : designer.ColumnToolBar()->actions()) {
+        QVERIFY2(!a->shortcut().isEmpty(), qPrintable(a->text()));
+        QWidget* button = designer.ColumnToolBar()->widgetForAction(a);
+        QVERIFY(button->focusPolicy() & Qt::TabFocus);
+        QCOMPARE(button->accessibleDescription(), a->shortcut().toString(QKeySequence::NativeText));
+    }
+    // On the Checks page the same key adds a check, not a column.
+    designer.DesignerPageControl()->setCurrentWidget(designer.ChecksListView()->parentWidget());
+    designer.ChecksListView()->setFocus();
+    QTRY_VERIFY(designer.ChecksListView()->hasFocus());
+    QTest::keyClick(designer.ChecksListView(), Qt::Key_N, Qt::ControlModifier);
+    QCOMPARE(designer.ColumnListView()->topLevelItemCount(), 5);
+    QCOMPARE(designer.ChecksListView()->topLevelItemCount(), 1);
+    dialogs->Press(QMessageBox::No);
+    designer.close();
 }
 
 QTEST_MAIN(TstTableDesigner)

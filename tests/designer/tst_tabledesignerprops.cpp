@@ -86,8 +86,9 @@ void AnswerPassword(const QString& password, int* method = nullptr) {
                 return;
             }
             d->PasswordEdit()->setText(password);
-            d->ConfirmEdit()->setFocus(Qt::TabFocusReason);
-            d->ConfirmEdit()->setText(password);
+            // Typed, so that it counts as entered even before the dialog is active.
+            d->ConfirmEdit()->clear();
+            QTest::keyClicks(d->ConfirmEdit(), password);
             d->OkButton()->click();
         },
         QStringLiteral("Enter Password"));

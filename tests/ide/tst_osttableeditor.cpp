@@ -1,7 +1,10 @@
 // The table component editor's verbs on real tables: the verb list after the
 // inherited ones, which verbs the menu enables, the module marked modified
-// after every verb, choosing a table, and a new table created through the
-// table designer.
+// after every verb, choosing a table and naming a new one in the table
+// assistant (with a database component for a bare location, or without), a
+// new table created through the table designer, and an existing one replaced
+// only when the user agreed.
+#include "../common/collected_dialogs.h"
 #include "../common/modal_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "designer/ostcolumnpropseditor.h"
@@ -14,10 +17,13 @@
 #include "ide/osttableeditor.h"
 #include "migration/core/classicdataset.h"
 #include "migration/ostpropertyimportform.h"
+#include "setup/ostcreatetabledlg.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 
 #include <QAction>
+#include <QComboBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -32,8 +38,11 @@ private slots:
     void menuEnablesByTableStateAndOwner();
     void everyVerbMarksTheModuleModified();
     void selectTableOpensTheChosenOne();
+    void selectTableThroughADatabaseComponent();
     void newTableIsDesignedAndCreated();
     void cancelledNewTableKeepsItsNames();
+    void existingTableIsOverwrittenOnlyWhenConfirmed();
+    void newTableNeedsADatabase();
 };
 
 namespace {
@@ -82,16 +91,7 @@ QList<bool> EnabledStates(TOstTableEditor& editor) {
     return states;
 }
 
-// The scripted service; failures are collected, not fatal.
-struct Dialogs {
-    TScriptedDialogService service;
-    TScopedDialogService scope{&service};
-    QStringList failures;
-    Dialogs() {
-        service.SetFailureHandler([this](const QString& m) { failures.append(m); });
-    }
-    QString LastText() const { return service.Calls().isEmpty() ? QString() : service.Calls().last().Text; }
-};
+using Dialogs = TCollectedDialogs;
 
 } // namespace
 
@@ -144,9 +144,13 @@ void TstOstTableEditor::everyVerbMarksTheModuleModified() {
         return m.designer.IsModified();
     };
     QVERIFY(run(1)); // the separator
-    dialogs.service.Cancel();
+    QString caption;
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        caption = a->windowTitle();
+        a->reject();
+    });
     QVERIFY(run(3)); // "Select Table..." cancelled
-    QCOMPARE(dialogs.service.Calls().last().Kind, TScriptedDialogService::TCallKind::Choice);
+    QCOMPARE(caption, QStringLiteral("Select a Ostra Table"));
     // "Properties..." on a closed table never reaches the designer.
     dialogs.service.Press(QMessageBox::Ok);
     QVERIFY(run(4));
@@ -164,12 +168,15 @@ void TstOstTableEditor::everyVerbMarksTheModuleModified() {
     QVERIFY(run(5));
     QCOMPARE(wizardTable, m.table);
     m.table->Open();
-    dialogs.service.Cancel();
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        caption = a->windowTitle();
+        a->reject();
+    });
     QVERIFY(run(2)); // "New Table..." cancelled: the open table was closed first
+    QCOMPARE(caption, QStringLiteral("Create a New Ostra Table"));
     QVERIFY(!m.table->Active());
     QCOMPARE(m.table->GetTableName(), QStringLiteral("Items"));
-    QCOMPARE(dialogs.service.Calls().last().Caption, QStringLiteral("New Table"));
-    QCOMPARE(dialogs.service.Calls().last().Text, QStringLiteral("Table name"));
+    QCOMPARE(m.table->GetFieldDefsOst().Count(), 2);
     QCOMPARE(dialogs.failures, QStringList());
 }
 
@@ -179,30 +186,71 @@ void TstOstTableEditor::selectTableOpensTheChosenOne() {
     Dialogs dialogs;
     TOstTableEditor editor(m.table, &m.designer);
     m.table->Open();
-    dialogs.service.ChooseItem("Empty");
+    QStringList offered;
+    QString preselected;
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        QComboBox* names = a->TableNamesComboBox();
+        for (int i = 0; i < names->count(); ++i) offered.append(names->itemText(i));
+        preselected = names->currentText();
+        names->setCurrentIndex(names->findText("Empty"));
+        a->OKBtn()->click();
+    });
+    dialogs.service.Press(QMessageBox::No); // no database component for the bare location
     editor.ExecuteVerb(3);
-    const auto& call = dialogs.service.Calls().last();
-    QCOMPARE(call.Items, QStringList({"Empty", "Items"}));
-    QCOMPARE(call.Value, QStringLiteral("Items")); // the table's own name preselected
+    QCOMPARE(offered, QStringList({"Empty", "Items"}));
+    QCOMPARE(preselected, QStringLiteral("Items")); // the table's own name preselected
+    QCOMPARE(dialogs.service.Calls().last().Text,
+             QStringLiteral("Do you want a database component to be created for this location?"));
     QVERIFY(m.table->Active());
     QCOMPARE(m.table->GetTableName(), QStringLiteral("Empty"));
+    QCOMPARE(m.table->GetDatabaseName(), shop.location); // answered No: the location itself
 
-    // An entry the list does not offer is no answer.
-    dialogs.service.ChooseItem("Orders");
-    editor.ExecuteVerb(3);
-    QCOMPARE(dialogs.failures.size(), 1);
-    QCOMPARE(m.table->GetTableName(), QStringLiteral("Empty"));
-    dialogs.failures.clear();
-
-    // The engine's error in a plain box; the editor goes on.
-    m.table->Close();
-    m.table->SetDatabaseName(shop.dir.filePath("nowhere"));
+    // The engine's error in a plain box; the editor goes on with the new names, closed.
+    QFile junk(shop.location + "/Broken.dat");
+    QVERIFY(junk.open(QIODevice::WriteOnly));
+    junk.write("this is no table");
+    junk.close();
     m.designer.SetUnmodified();
-    dialogs.service.Press(QMessageBox::Ok);
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        a->TableNamesComboBox()->setEditText("Broken");
+        a->OKBtn()->click();
+    });
+    dialogs.service.Press(QMessageBox::No).Press(QMessageBox::Ok);
     editor.ExecuteVerb(3);
     QCOMPARE(dialogs.service.Calls().last().Kind, TScriptedDialogService::TCallKind::Message);
-    QVERIFY(!dialogs.LastText().isEmpty());
+    QVERIFY(dialogs.LastText().contains("Broken"));
+    QVERIFY(!m.table->Active());
+    QCOMPARE(m.table->GetTableName(), QStringLiteral("Broken"));
     QVERIFY(m.designer.IsModified());
+    QCOMPARE(dialogs.failures, QStringList());
+}
+
+void TstOstTableEditor::selectTableThroughADatabaseComponent() {
+    ShopDb shop;
+    Module m(shop);
+    Dialogs dialogs;
+    auto* db = static_cast<TOstDatabase*>(m.designer.CreateComponent(&TOstDatabase::staticMetaObject, nullptr, 0, 0, 0, 0));
+    db->SetDatabaseName("Shop");
+    db->SetLocation(shop.location);
+    m.table->SetDatabaseName(QString());
+    TOstTableEditor editor(m.table, &m.designer);
+    QString label;
+    QStringList databases;
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        label = a->DatabasesLabel()->text();
+        for (int i = 0; i < a->DBComboBox()->count(); ++i) databases.append(a->DBComboBox()->itemText(i));
+        a->DBComboBox()->setCurrentIndex(a->DBComboBox()->findText("Shop"));
+        a->DBComboBoxChange();
+        a->TableNamesComboBox()->setCurrentIndex(a->TableNamesComboBox()->findText("Empty"));
+        a->OKBtn()->click();
+    });
+    editor.ExecuteVerb(3); // no question: a database component was chosen
+    QCOMPARE(label, QStringLiteral("Optionally choose an existing database component"));
+    QCOMPARE(databases.first(), QStringLiteral(" "));
+    QVERIFY(databases.contains("Shop"));
+    QCOMPARE(m.table->GetDatabaseName(), QStringLiteral("Shop"));
+    QCOMPARE(m.table->GetTableName(), QStringLiteral("Empty"));
+    QVERIFY(m.table->Active());
     QCOMPARE(dialogs.failures, QStringList());
 }
 
@@ -212,7 +260,13 @@ void TstOstTableEditor::newTableIsDesignedAndCreated() {
     Dialogs dialogs;
     TOstTableEditor editor(m.table, &m.designer);
     m.table->Open();
-    dialogs.service.EnterText("Orders.dat");
+    QString assistantLabel;
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        assistantLabel = a->DatabasesLabel()->text();
+        QTest::keyClicks(a->TableNameEdit(), "Orders.dat");
+        a->OKBtn()->click();
+    });
+    dialogs.service.Press(QMessageBox::Yes); // a database component for the location
 
     QString caption;
     QStringList differences;
@@ -231,6 +285,7 @@ void TstOstTableEditor::newTableIsDesignedAndCreated() {
         designer->CloseBtn()->click();
     });
     editor.ExecuteVerb(2);
+    QCOMPARE(assistantLabel, QStringLiteral("Select a database component for the new table"));
     QCOMPARE(caption, QStringLiteral("Ostra Table Designer - Orders"));
     QCOMPARE(differences, QStringList({"OrderNo added."}));
     QVERIFY(m.designer.IsModified());
@@ -238,8 +293,17 @@ void TstOstTableEditor::newTableIsDesignedAndCreated() {
     QCOMPARE(m.table->GetTableName(), QStringLiteral("Orders"));
     QCOMPARE(m.table->Fields().Count(), 1);
     QCOMPARE(m.table->Fields()[0]->GetFieldName(), QStringLiteral("OrderNo"));
+    // The new database component stands 32 pixels right of the table, connected to the location.
+    auto* db = qobject_cast<TOstDatabase*>(m.designer.GetComponent("OstDatabase1"));
+    QVERIFY(db);
+    QCOMPARE(m.table->GetDatabaseName(), db->GetDatabaseName());
+    QVERIFY(!db->GetDatabaseName().trimmed().isEmpty());
+    QCOMPARE(db->GetLocation(), shop.location);
+    QVERIFY(db->GetConnected());
+    QCOMPARE(db->DesignLeft(), m.table->DesignLeft() + 32);
+    QCOMPARE(m.designer.Selection(), QList<TComponent*>{m.table}); // the table stays selected
     QStringList names;
-    m.table->GetDatabase()->GetTableNames(names);
+    db->GetTableNames(names);
     QCOMPARE(names, QStringList({"Empty", "Items", "Orders"}));
     QCOMPARE(dialogs.failures, QStringList());
 }
@@ -249,7 +313,11 @@ void TstOstTableEditor::cancelledNewTableKeepsItsNames() {
     Module m(shop);
     Dialogs dialogs;
     TOstTableEditor editor(m.table, &m.designer);
-    dialogs.service.EnterText("Drafts");
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        a->TableNameEdit()->setText("Drafts");
+        a->OKBtn()->click();
+    });
+    dialogs.service.Press(QMessageBox::No);
     bool shown = false;
     WhenShown<TOstTableDesigner>([&](TOstTableDesigner* designer) {
         shown = true;
@@ -261,6 +329,75 @@ void TstOstTableEditor::cancelledNewTableKeepsItsNames() {
     QCOMPARE(m.table->GetTableName(), QStringLiteral("Drafts"));
     QCOMPARE(m.table->GetFieldDefsOst().Count(), 0);
     QVERIFY(!m.table->Exists());
+    QCOMPARE(dialogs.failures, QStringList());
+}
+
+void TstOstTableEditor::existingTableIsOverwrittenOnlyWhenConfirmed() {
+    ShopDb shop;
+    Module m(shop);
+    Dialogs dialogs;
+    TOstTableEditor editor(m.table, &m.designer);
+    // "No" keeps the assistant open; the user picks another name or cancels.
+    bool stillOpen = false;
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        a->TableNameEdit()->setText("items");
+        a->OKBtn()->click();
+        stillOpen = a->isVisible();
+        a->reject();
+    });
+    dialogs.service.Press(QMessageBox::No);
+    editor.ExecuteVerb(2);
+    QVERIFY(stillOpen);
+    QCOMPARE(dialogs.service.Calls().last().Text, QStringLiteral("Table already exists, overwrite?"));
+    QCOMPARE(m.table->GetTableName(), QStringLiteral("Items"));
+    m.table->Open();
+    QCOMPARE(m.table->Fields().Count(), 2);
+    m.table->Close();
+
+    // "Yes": the designer's new table takes the old one's place when applied.
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        a->TableNameEdit()->setText("Items");
+        a->OKBtn()->click();
+    });
+    dialogs.service.Press(QMessageBox::Yes).Press(QMessageBox::No);
+    WhenShown<TOstTableDesigner>([&](TOstTableDesigner* designer) {
+        designer->NewColumnAct()->trigger();
+        designer->ColumnPropertyEditor()->NameEdit()->setText("Code");
+        designer->ColumnPropertyEditor()->CommitName();
+        WhenShown<TTableStructureDifferenceDlg>([&](TTableStructureDifferenceDlg* d) { d->OkButton()->click(); });
+        designer->ApplyBtn()->click();
+        // A failed apply would keep the designer asking about its edits: it goes without asking.
+        if (!designer->Core().ChangesApplied()) designer->done(QDialog::Rejected);
+        else designer->CloseBtn()->click();
+    });
+    editor.ExecuteVerb(2);
+    QVERIFY(m.table->Active());
+    QCOMPARE(m.table->Fields().Count(), 1);
+    QCOMPARE(m.table->Fields()[0]->GetFieldName(), QStringLiteral("Code"));
+    QCOMPARE(dialogs.failures, QStringList());
+}
+
+void TstOstTableEditor::newTableNeedsADatabase() {
+    ShopDb shop;
+    Module m(shop);
+    Dialogs dialogs;
+    m.table->SetDatabaseName(QString());
+    TOstTableEditor editor(m.table, &m.designer);
+    QString location;
+    bool stayed = false;
+    WhenShown<TTableAssistantDlg>([&](TTableAssistantDlg* a) {
+        location = a->LocationLabel()->text();
+        a->TableNameEdit()->setText("Orders");
+        a->OKBtn()->click();
+        stayed = a->isVisible();
+        a->reject();
+    });
+    dialogs.service.Press(QMessageBox::Ok);
+    editor.ExecuteVerb(2);
+    QCOMPARE(location, QStringLiteral("<no location defined>"));
+    QVERIFY(stayed);
+    QCOMPARE(dialogs.service.Calls().last().Text, QStringLiteral("Select a database component for the new table"));
+    QCOMPARE(m.table->GetTableName(), QStringLiteral("Items")); // nothing changed
     QCOMPARE(dialogs.failures, QStringList());
 }
 

@@ -351,19 +351,26 @@ void TstStudioDesign::contextMenuVerbs() {
     QVERIFY(!MenuAction(menu.get(), "Arm")->isChecked());
     MenuAction(menu.get(), "Arm")->trigger();
     QVERIFY(gadget->m_armed);
-    QCOMPARE(WindowAction(w, "actionUndo")->text(), QStringLiteral("&Undo Change StudioGadget1.Armed"));
+    // A verb is one undo step, named after it.
+    QCOMPARE(WindowAction(w, "actionUndo")->text(), QStringLiteral("&Undo Arm"));
+    const int steps = w.Designer()->UndoStack()->count();
 
     menu.reset(canvas->CreateContextMenu());
     QVERIFY(MenuAction(menu.get(), "Fire")->isEnabled());
     QVERIFY(MenuAction(menu.get(), "Arm")->isChecked());
     MenuAction(menu.get(), "Fire")->trigger();
     QCOMPARE(gadget->m_fired, 1);
+    // A verb that changes nothing in the module leaves no step behind.
+    QCOMPARE(w.Designer()->UndoStack()->count(), steps);
+    QCOMPARE(WindowAction(w, "actionUndo")->text(), QStringLiteral("&Undo Arm"));
+    QVERIFY(!w.Designer()->CanRedo());
 
     // A verb that fails is reported, not passed on.
     m_dialogs->Press(QMessageBox::Ok);
     MenuAction(menu.get(), "Explode")->trigger();
     QCOMPARE(m_dialogs->Calls().last().Caption, QStringLiteral("Error"));
     QCOMPARE(m_dialogs->Calls().last().Text, QStringLiteral("The gadget exploded"));
+    QCOMPARE(w.Designer()->UndoStack()->count(), steps);
 
     // A double click is the editor's Edit: the first verb.
     QTest::mouseDClick(canvas, Qt::LeftButton, {}, IconCenter(canvas, gadget));
