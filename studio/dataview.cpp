@@ -176,6 +176,7 @@ void TDataView::Refresh() {
     auto* ds = qobject_cast<TDataSet*>(m_shown.data());
     if (!ds) return UpdateStatus();
     try {
+        RegisterStandardClasses();
         auto* copy = qobject_cast<TDataSet*>(CreateComponentOfClass(QString::fromLatin1(ds->metaObject()->className()), nullptr));
         if (!copy) throw EComponentError(QStringLiteral("%1 cannot be shown").arg(ds->GetName()));
         m_copy.reset(copy);

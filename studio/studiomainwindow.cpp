@@ -168,6 +168,8 @@ void TStudioMainWindow::CreateDocks() {
     m_dataDock->setWidget(m_dataView);
     addDockWidget(Qt::BottomDockWidgetArea, m_dataDock);
     m_dataDock->hide();
+    // The tree and the inspector keep the window's height; the data goes under the canvas.
+    setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
 }
 
 void TStudioMainWindow::ShowData() {
