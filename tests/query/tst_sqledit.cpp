@@ -117,6 +117,7 @@ private slots:
     void runAsksBeforeAStatementThatWrites();
     void runTakesTheSelectionOrTheStatementAtTheCaret();
     void highlightingAndCompletionKnowTheDatabase();
+    void screenshot();
 };
 
 void TstSqlEdit::formAsTheUserSeesIt() {
@@ -276,6 +277,7 @@ void TstSqlEdit::editSqlKeepsTheTextExactly() {
         // Escape in the memo is the form's Cancel when no completion list is open.
         f->SQLMemo()->setFocus();
         QTest::keyClick(f->SQLMemo(), Qt::Key_Escape);
+        QVERIFY(!f->isVisible());
     });
     QVERIFY(!EditSQL(kept, Tables(), Fields(), QString(), "\"", {}));
     QCOMPARE(kept, QStringList({"A", "B"}));
@@ -429,6 +431,34 @@ void TstSqlEdit::highlightingAndCompletionKnowTheDatabase() {
     QVERIFY(memo->isListActive());
     QTest::keyClick(memo, Qt::Key_Return);
     QCOMPARE(form->SQLText(), QStringLiteral("SELECT People.Age"));
+}
+
+// The picture for the documentation, taken only when OSTRA_SCREENSHOTS names a folder.
+void TstSqlEdit::screenshot() {
+    const QString folder = qEnvironmentVariable("OSTRA_SCREENSHOTS");
+    if (folder.isEmpty()) QSKIP("set OSTRA_SCREENSHOTS to a folder to take the picture");
+    PeopleDb people;
+    people.Exec("UPDATE People SET Name = CASE ID WHEN 1 THEN 'Ada Lovelace' WHEN 2 THEN 'Alan Turing' "
+                "WHEN 3 THEN 'Grace Hopper' ELSE Name END");
+    const QString name = people.db.GetDatabaseName();
+    auto tables = [&](QStringList& list, bool) { people.db.GetTableNames(list, false); };
+    auto fields = [&](const QString& table, QStringList& list) {
+        TOstTable t;
+        t.SetDatabaseName(name);
+        t.SetTableName(table);
+        t.ReadDefinitions();
+        for (const TOstFieldDef* d : t.GetFieldDefsOst()) list << d->GetName();
+    };
+    TSQLEditForm form(tables, fields, "People", "\"", OstSqlNeedsQuote, people.Queries());
+    form.resize(860, 560);
+    form.SetSQLText("SELECT p.Name, p.Age -- the oldest first\nFROM People p\nWHERE p.Age >= 80\nORDER BY p.Age DESC, p.ID");
+    form.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&form));
+    form.RunActExecute();
+    QTRY_VERIFY(form.ResultLabel()->text().startsWith("60 rows"));
+    form.SetCaretPosition(0);
+    QTest::qWait(50);
+    QVERIFY(form.grab().save(folder + "/sql-editor.png"));
 }
 
 QTEST_MAIN(TstSqlEdit)
