@@ -276,6 +276,12 @@ void TstBrowse::tableEditsKeepPositions() {
     QCOMPARE(t->RecNo(), 5000);
     QCOMPARE(t->FieldByName("N")->AsInteger(), 5001);
     QCOMPARE(t->RecordValues(kRows).value(1).toInt(), kRows + 1);
+    // A record added once all ids were read comes last too.
+    t->AppendRecord({QVariant(), kRows + 2, "s-newer"});
+    QCOMPARE(t->RecordCount(), kRows + 1);
+    QCOMPARE(t->RecNo(), kRows + 1);
+    QCOMPARE(t->RecordValues(kRows + 1).value(1).toInt(), kRows + 2);
+    QCOMPARE(t->RecordId(), t->RecordValues(kRows + 1).value(0).toLongLong());
     // In index order an edit moves the record, and the cursor with it.
     auto x = db->Table("T");
     x->SetIndexName("ByS");
@@ -285,9 +291,9 @@ void TstBrowse::tableEditsKeepPositions() {
     x->Edit();
     x->FieldByName("S")->SetAsString("zzz");
     x->Post();
-    QCOMPARE(x->RecNo(), kRows);
+    QCOMPARE(x->RecNo(), kRows + 1);
     QCOMPARE(x->FieldByName("S")->AsString(), QStringLiteral("zzz"));
-    QCOMPARE(x->RecordValues(kRows).value(2).toString(), QStringLiteral("zzz"));
+    QCOMPARE(x->RecordValues(kRows + 1).value(2).toString(), QStringLiteral("zzz"));
 }
 
 QTEST_MAIN(TstBrowse)
