@@ -218,6 +218,17 @@ void TSqlMemo::keyPressEvent(QKeyEvent* event) {
         event->ignore();
         return;
     }
+    // Tab is a character here; Ctrl+Tab and Ctrl+Shift+Tab move on, as in every text editor that keeps tabs.
+    const Qt::KeyboardModifiers mods = event->modifiers() & ~Qt::KeypadModifier;
+    if ((event->key() == Qt::Key_Tab || event->key() == Qt::Key_Backtab) && (mods & Qt::ControlModifier)) {
+        QWidget::focusNextPrevChild(event->key() == Qt::Key_Tab && !(mods & Qt::ShiftModifier));
+        return;
+    }
+    // Alt with a letter is the dialog's (a label's or a button's mnemonic), never text.
+    if ((mods & Qt::AltModifier) && !(mods & Qt::ControlModifier)) {
+        event->ignore();
+        return;
+    }
     QsciScintilla::keyPressEvent(event);
 }
 

@@ -152,6 +152,15 @@ void TstSqlEdit::formAsTheUserSeesIt() {
     form->SQLMemo()->setFocus();
     QTest::keyClick(form->SQLMemo(), Qt::Key_Tab);
     QCOMPARE(form->SQLText(), QStringLiteral("SELECT\t"));
+    // Alt with a letter is a mnemonic, never text; Ctrl+Tab leaves the memo.
+    QTest::keyClick(form->SQLMemo(), Qt::Key_O, Qt::AltModifier);
+    QCOMPARE(form->SQLText(), QStringLiteral("SELECT\t"));
+    QVERIFY(QTest::qWaitForWindowActive(form.get()));
+    form->SQLMemo()->setFocus();
+    QTRY_VERIFY(form->SQLMemo()->hasFocus());
+    QTest::keyClick(form->SQLMemo(), Qt::Key_Tab, Qt::ControlModifier);
+    QTRY_VERIFY(!form->SQLMemo()->hasFocus());
+    QCOMPARE(form->SQLText(), QStringLiteral("SELECT\t"));
     const int dialogUnits = QFontMetrics(form->font()).averageCharWidth() * 10 / 4;
     const int tab = form->SQLMemo()->tabWidth() * QFontMetrics(form->SQLMemo()->lexer()->defaultFont()).horizontalAdvance(' ');
     QVERIFY2(qAbs(tab - dialogUnits) <= QFontMetrics(form->SQLMemo()->lexer()->defaultFont()).horizontalAdvance(' '),
