@@ -122,6 +122,7 @@ TSQLEditForm::TSQLEditForm(TGetTableNamesEvent tableNames, TGetFieldNamesEvent f
     m_grid->setAlternatingRowColors(true);
     m_grid->verticalHeader()->setDefaultSectionSize(m_grid->fontMetrics().height() + 6);
     m_grid->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    m_grid->horizontalHeader()->setResizeContentsPrecision(100);
     connect(m_model, &TOstDataSetModel::rowsKnownChanged, this, [this] { if (m_result) CountRows(); });
 
     auto* runRow = new QHBoxLayout;

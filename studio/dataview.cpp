@@ -105,8 +105,9 @@ void TDataView::SetDesigner(IDesigner* designer) {
     connect(m_designer, &IDesigner::propertyChanged, this, [this](TComponent* c, const QString& property) {
         // What the view shows follows the component's properties; its name only changes the caption.
         if (c && c == m_shown) {
+            // Its name is the caption; its place, tag and own state change nothing shown.
             if (property == QLatin1String("Name")) UpdateStatus();
-            else ScheduleRefresh();
+            else if (CopiedProperty(property.toLatin1().constData())) ScheduleRefresh();
         } else if (auto* f = qobject_cast<TField*>(c); f && m_shown && f->DataSet() == m_shown) {
             ScheduleRefresh();
         }

@@ -168,6 +168,11 @@ void TstDataView::showsTheSelectionWithoutChangingTheModule() {
     QVERIFY(!qobject_cast<TOstTable*>(m_table)->Active());
     QCOMPARE(m_window->Designer()->IsModified(), modifiedBefore);
     QCOMPARE(m_window->Designer()->UndoStack()->count(), undoSteps);
+    // Moving the component on the canvas reads nothing again.
+    QSignalSpy reads(view->Model(), &QAbstractItemModel::modelReset);
+    m_window->Canvas()->MoveSelection(8, 8);
+    QTest::qWait(10);
+    QCOMPARE(reads.count(), 0);
     // A component that is no dataset shows nothing; deleting the shown one empties the view.
     m_window->Designer()->SelectComponent(m_window->Module()->FindComponent("PeopleDb"));
     QVERIFY(!view->DataSet());
