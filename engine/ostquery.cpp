@@ -12,7 +12,8 @@
 
 namespace {
 constexpr int kPageRows = 256;
-constexpr int kKeptPages = 64;
+constexpr int kKeptPages = 256;  // 65,536 rows at the most
+constexpr int kBatchPages = 128; // pages read at once, going through a result in order
 } // namespace
 
 TOstQuery::TOstQuery(TComponent* owner) : TOstDataSet(owner) {}
@@ -194,6 +195,8 @@ QList<TOstSQLStatement> TOstQuery::CheckSQL() {
 void TOstQuery::RunSelect() {
     m_pages.clear();
     m_recentPages.clear();
+    m_lastPage = -1;
+    m_batch = 1;
     m_known = 0;
     m_complete = false;
     m_columns.clear();
@@ -279,7 +282,12 @@ void TOstQuery::ReadPage(int page) const {
     auto c = self->RequireConnection();
     c->PrepareForSql(m_resultSql);
     OstUserSqlGuard guard(*c);
+    // Read in order, a run of pages at once that doubles with every next
+    // page asked for, so that going through a whole result runs its
+    // statement only a few times; a jump reads one page.
+    m_batch = page > 0 && page == m_lastPage + 1 ? qMin(m_batch * 2, kBatchPages) : 1;
     const int first = page * kPageRows;
+    const int wanted = m_batch * kPageRows;
     QVector<QVariantList> rows;
     bool columns = m_columns.isEmpty();
     auto read = [&](sqlite3_stmt* st, int skip) {
@@ -291,7 +299,7 @@ void TOstQuery::ReadPage(int page) const {
         }
         int rc = SQLITE_ROW;
         while (skip > 0 && (rc = sqlite3_step(st)) == SQLITE_ROW) --skip;
-        while (rc == SQLITE_ROW && rows.size() < kPageRows && (rc = sqlite3_step(st)) == SQLITE_ROW) {
+        while (rc == SQLITE_ROW && rows.size() < wanted && (rc = sqlite3_step(st)) == SQLITE_ROW) {
             QVariantList row;
             row.reserve(n);
             for (int i = 0; i < n; ++i) row << OstColumnValue(st, i);
@@ -304,7 +312,7 @@ void TOstQuery::ReadPage(int page) const {
         // Rows before the page are skipped by the statement itself, without being read.
         try {
             ForEachStatement(c->Db(), guard,
-                             QStringLiteral("SELECT * FROM (%1) LIMIT %2 OFFSET %3").arg(m_resultSql).arg(kPageRows).arg(first),
+                             QStringLiteral("SELECT * FROM (%1) LIMIT %2 OFFSET %3").arg(m_resultSql).arg(wanted).arg(first),
                              [&](sqlite3_stmt* st) { read(st, 0); }, false);
             done = true;
         } catch (const EOstraSqlError&) {
@@ -313,15 +321,19 @@ void TOstQuery::ReadPage(int page) const {
         }
     }
     if (!done) ForEachStatement(c->Db(), guard, m_resultSql, [&](sqlite3_stmt* st) { read(st, first); }, false);
-    if (rows.size() < kPageRows && (rows.size() > 0 || first <= m_known)) {
+    if (rows.size() < wanted && (rows.size() > 0 || first <= m_known)) {
         m_known = first + rows.size();
         m_complete = true;
     } else {
         m_known = qMax(m_known, first + static_cast<int>(rows.size()));
     }
-    m_pages.insert(page, rows);
-    m_recentPages.removeOne(page);
-    m_recentPages.append(page);
+    int p = page;
+    for (int at = 0; at == 0 || at < rows.size(); at += kPageRows, ++p) {
+        m_pages.insert(p, rows.mid(at, kPageRows));
+        m_recentPages.removeOne(p);
+        m_recentPages.append(p);
+    }
+    m_lastPage = p - 1;
     while (m_recentPages.size() > kKeptPages) m_pages.remove(m_recentPages.takeFirst());
 }
 
@@ -387,6 +399,8 @@ void TOstQuery::InternalOpen() {
 void TOstQuery::InternalClose() {
     m_pages.clear();
     m_recentPages.clear();
+    m_lastPage = -1;
+    m_batch = 1;
     m_known = 0;
     m_complete = false;
 }
@@ -403,7 +417,11 @@ bool TOstQuery::InternalRecordExists(int recNo) const {
     // Near what is known: read on page by page; far beyond it: count.
     const int page = recNo / kPageRows;
     if (page <= m_known / kPageRows + 4) {
-        for (int p = m_known / kPageRows; p <= page && !m_complete && recNo >= m_known; ++p) ReadPage(p);
+        while (!m_complete && recNo >= m_known) {
+            const int before = m_known;
+            ReadPage(m_known / kPageRows);
+            if (m_known == before && !m_complete) break; // the result shrank under us
+        }
     } else {
         CountAll();
     }
@@ -421,6 +439,8 @@ void TOstQuery::InternalRefresh() {
     if (m_keptWhole) return; // it ran once: these are its rows
     m_pages.clear();
     m_recentPages.clear();
+    m_lastPage = -1;
+    m_batch = 1;
     m_known = 0;
     m_complete = false;
     ReadPage(0);

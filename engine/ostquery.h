@@ -78,4 +78,6 @@ private:
     mutable QList<int> m_recentPages; // least recently used first
     mutable int m_known = 0;          // records known to exist
     mutable bool m_complete = false;  // m_known is all of them
+    mutable int m_lastPage = -1;      // the last page read
+    mutable int m_batch = 1;          // pages read at once when reading in order
 };

@@ -63,7 +63,10 @@ void TstBrowse::queryReadsPagesOnDemand() {
     QCOMPARE(q->FetchedRecordCount(), 256);
     QVERIFY(!q->AllRecordsFetched());
     QCOMPARE(q->RecordValues(1), QVariantList({kRows, "r20000"}));
-    QCOMPARE(q->FetchRecords(100), 512);
+    // Reading on in order reads ahead, more with every step.
+    const int known = q->FetchRecords(100);
+    QVERIFY2(known >= 356 && known < kRows, qPrintable(QString::number(known)));
+    QVERIFY(q->FetchRecords(100) - known > 256);
     QVERIFY(!q->AllRecordsFetched());
     for (int k : kProbes) QCOMPARE(q->RecordValues(k).value(0).toInt(), kRows + 1 - k);
     QVERIFY(q->RecordValues(kRows + 1).isEmpty());
