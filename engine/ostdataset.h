@@ -193,6 +193,8 @@ private:
     std::shared_ptr<OstCryptRequester> CryptRequester();
     std::shared_ptr<OstCryptRequester> m_cryptRequester;
     void ReloadCursor(qint64 keepId);
+    void LoadIds(int upTo) const;
+    int PositionOfId(qint64 id) const;
     void RebuildIfCollatorChanged();
     void CheckInactive(const char* what) const;
     void LoadFromMeta(const OstTableMeta& meta);

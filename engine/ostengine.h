@@ -61,6 +61,12 @@ QString OstFilterDateText(const QDate& date);
 QString OstFilterTimeText(const QTime& time);
 QString OstFilterDateTimeText(const QDate& date, const QTime& time);
 
+// The SQL dialect as editors offer it: its keywords (upper case) and the
+// functions its SQL can call, SQLite's own and the engine's (ostra_search),
+// lower case; both sorted.
+QStringList OstSqlKeywords();
+QStringList OstSqlFunctionNames();
+
 // Registers the engine's component classes (databases, tables, queries,
 // fields, data modules) for streaming. Safe to call any number of times;
 // loading a data module does it by itself.

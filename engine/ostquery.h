@@ -4,7 +4,18 @@
 
 #include "engine/ostdataset.h"
 
+#include <QHash>
 #include <QVariantMap>
+
+// One statement of a query's SQL text as the engine compiled it: where it
+// stands in the text (in characters), whether it leaves the database as it
+// is, and whether it returns rows.
+struct TOstSQLStatement {
+    int Start = 0;
+    int Length = 0;
+    bool ReadOnly = true;
+    bool ReturnsRows = false;
+};
 
 class TOstQuery : public TOstDataSet {
     Q_OBJECT
@@ -30,6 +41,12 @@ public:
     void SetParamLines(const QStringList& lines);
     // Runs a statement (or several separated by ";") that returns no rows.
     void ExecSQL();
+    // Compiles every statement of the SQL text, as the user's SQL is always
+    // compiled, without running any; EOstraSqlError with the position of
+    // the first one that does not compile or is refused. Each statement is
+    // compiled against the database as it is, so a statement that needs an
+    // earlier one to have run first may not compile yet.
+    QList<TOstSQLStatement> CheckSQL();
     int RowsAffected() const { return m_rowsAffected; }
     QStringList ColumnNames() const;
     bool CanModify() const override { return false; }
@@ -38,14 +55,34 @@ protected:
     void InternalOpen() override;
     void InternalClose() override;
     int InternalRecordCount() const override;
+    bool InternalRecordExists(int recNo) const override;
+    int InternalFetchedCount() const override { return m_known; }
+    bool InternalAllFetched() const override { return m_complete; }
     QVariantList InternalGetRecord(int recNo) const override;
+    void InternalRefresh() override;
     void FilterChanged() override;
 
 private:
+    // The result is read a page of rows at a time, each page by running the
+    // statement again from where the page starts, and only the pages used
+    // last are kept: a result of any size opens at once and holds little.
+    // A statement that writes (INSERT ... RETURNING) runs once and keeps its rows.
     void RunSelect();
+    bool SelectStatement();
+    const QVector<QVariantList>* Page(int page) const;
+    void ReadPage(int page) const;
+    void CountAll() const;
     QString m_sql;
     QVariantMap m_params;
     int m_rowsAffected = 0;
-    QVector<QVariantList> m_rows;
     QStringList m_columns;
+    QString m_resultSql;        // the statement the rows come from (with the filter applied)
+    bool m_pagedOffset = true;  // pages are read with LIMIT/OFFSET over the statement
+    bool m_keptWhole = false;   // the statement wrote: its rows are all in m_pages
+    mutable QHash<int, QVector<QVariantList>> m_pages;
+    mutable QList<int> m_recentPages; // least recently used first
+    mutable int m_known = 0;          // records known to exist
+    mutable bool m_complete = false;  // m_known is all of them
+    mutable int m_lastPage = -1;      // the last page read
+    mutable int m_batch = 1;          // pages read at once when reading in order
 };

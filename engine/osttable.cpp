@@ -15,6 +15,7 @@
 
 #include <QFileInfo>
 #include <QPointer>
+#include <climits>
 
 // ---------------------------------------------------------------- TOstDataSet
 
@@ -102,17 +103,21 @@ void TOstDataSet::FieldDefsFromOst() {
 
 // ---------------------------------------------------------------- cursor
 
-// The open state of a table: its lock, the ordered record ids that the current
-// index and filter select, and the last record read.
+// The open state of a table: its lock, the record ids that the current index
+// and filter select, in their order, and the last record read. The ids are
+// read as far as they are asked for, a block at a time, so a table of any
+// size opens at once; its count comes from a count of its own.
 class OstCursor {
 public:
     OstTableMeta meta;
     std::unique_ptr<OstTableLock> lock;
-    QVector<qint64> ids;
+    QVector<qint64> ids; // the first ids in order; all of them once complete
+    qint64 total = 0;    // the records selected
+    bool complete = false;
     QString where, orderBy;
     mutable int cachedRec = -1;
     mutable QVariantList cached;
-    bool plainOrder = true;
+    bool plainOrder = true; // record id order, no filter
 };
 
 // ---------------------------------------------------------------- TOstTable
@@ -290,19 +295,64 @@ void TOstTable::ReloadCursor(qint64 keepId) {
     cur.orderBy = order.join(QStringLiteral(", "));
     cur.plainOrder = m_indexName.isEmpty() && cur.where.isEmpty();
     cur.ids.clear();
-    OstStmt st(m_conn->Db(), QStringLiteral("SELECT rowid FROM %1%2 ORDER BY %3")
-                                 .arg(loc.qualified(), cur.where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + cur.where, cur.orderBy));
-    while (st.Step()) cur.ids.append(st.Int64(0));
+    cur.complete = false;
+    cur.total = m_conn->QueryInt(QStringLiteral("SELECT count(*) FROM %1%2")
+                                     .arg(loc.qualified(), cur.where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + cur.where));
     cur.cachedRec = -1;
+    LoadIds(0);
 }
 
-int TOstTable::InternalRecordCount() const { return m_cursor ? m_cursor->ids.size() : 0; }
+// Reads record ids on until the one at position upTo is there (or all are).
+// In record id order the next block starts after the last id read; in an
+// index's order, after as many as were read. Blocks grow as more is read.
+void TOstTable::LoadIds(int upTo) const {
+    OstCursor& cur = *m_cursor;
+    if (cur.complete || upTo < cur.ids.size()) return;
+    const OstTableLocation loc = m_conn->Locate(cur.meta.name);
+    const bool byId = cur.orderBy == QLatin1String("rowid");
+    while (!cur.complete && upTo >= cur.ids.size()) {
+        // An order no index serves (relevance) is sorted once: read it whole.
+        const int block = !byId && m_indexName.isEmpty() ? INT_MAX : qBound(4096, static_cast<int>(cur.ids.size()), 1 << 18);
+        QStringList conditions;
+        if (!cur.where.isEmpty()) conditions << QStringLiteral("(%1)").arg(cur.where);
+        if (byId && !cur.ids.isEmpty()) conditions << QStringLiteral("rowid > %1").arg(cur.ids.last());
+        QString sql = QStringLiteral("SELECT rowid FROM %1%2 ORDER BY %3")
+                          .arg(loc.qualified(), conditions.isEmpty() ? QString() : QStringLiteral(" WHERE ") + conditions.join(QStringLiteral(" AND ")),
+                               cur.orderBy);
+        if (block != INT_MAX) sql += QStringLiteral(" LIMIT %1").arg(block);
+        if (block != INT_MAX && !byId && !cur.ids.isEmpty()) sql += QStringLiteral(" OFFSET %1").arg(cur.ids.size());
+        OstStmt st(m_conn->Db(), sql);
+        int read = 0;
+        while (st.Step()) {
+            cur.ids.append(st.Int64(0));
+            ++read;
+        }
+        if (read < block) cur.complete = true;
+    }
+    if (cur.complete || cur.ids.size() > cur.total) cur.total = cur.ids.size();
+}
+
+int TOstTable::PositionOfId(qint64 id) const {
+    OstCursor& cur = *m_cursor;
+    qsizetype from = 0;
+    for (;;) {
+        const qsizetype at = cur.ids.indexOf(id, from);
+        if (at >= 0) return static_cast<int>(at);
+        if (cur.complete) return -1;
+        from = cur.ids.size();
+        LoadIds(static_cast<int>(from));
+    }
+}
+
+int TOstTable::InternalRecordCount() const { return m_cursor ? static_cast<int>(m_cursor->total) : 0; }
 
 QVariantList TOstTable::InternalGetRecord(int recNo) const {
     OstCursor& cur = *m_cursor;
     if (recNo == cur.cachedRec) return cur.cached;
     QVariantList out;
-    if (recNo < 0 || recNo >= cur.ids.size()) return out;
+    if (recNo < 0 || recNo >= cur.total) return out;
+    LoadIds(recNo);
+    if (recNo >= cur.ids.size()) return out;
     const OstTableLocation loc = m_conn->Locate(cur.meta.name);
     QStringList cols;
     for (const OstColumnMeta& c : cur.meta.columns) cols << OstQuoteIdent(c.name);
@@ -316,13 +366,14 @@ QVariantList TOstTable::InternalGetRecord(int recNo) const {
 }
 
 qint64 TOstTable::RecordId() const {
-    if (!m_cursor || RecNo() <= 0 || RecNo() > m_cursor->ids.size()) return 0;
-    return m_cursor->ids.at(RecNo() - 1);
+    if (!m_cursor || RecNo() <= 0 || RecNo() > m_cursor->total) return 0;
+    LoadIds(RecNo() - 1);
+    return m_cursor->ids.value(RecNo() - 1);
 }
 
 bool TOstTable::FindRecordId(qint64 id) {
     CheckActive();
-    const int i = m_cursor->ids.indexOf(id);
+    const int i = PositionOfId(id);
     if (i < 0) return false;
     SetRecNo(i + 1);
     return true;
@@ -345,6 +396,7 @@ int TOstTable::InternalPost(bool inserting, int recNo, const QVariantList& value
         throw EOstraError(OstErr::ReadOnly, QStringLiteral("Table \"%1\" is opened read-only").arg(m_tableName));
     OstCursor& cur = *m_cursor;
     const OstTableMeta& m = cur.meta;
+    if (!inserting) LoadIds(recNo);
     m_conn->PrepareForWrite(m.name);
     const OstTableLocation loc = m_conn->Locate(m.name);
     QStringList cols;
@@ -401,19 +453,26 @@ int TOstTable::InternalPost(bool inserting, int recNo, const QVariantList& value
         throw;
     }
     cur.cachedRec = -1;
-    if (inserting && cur.plainOrder) {
-        cur.ids.append(id);
-        return cur.ids.size() - 1;
+    if (cur.plainOrder) {
+        // In record id order without a filter an edit keeps its place, and a
+        // new record (with the highest id) comes last.
+        if (!inserting && id == cur.ids.value(recNo)) return recNo;
+        if (inserting && (cur.ids.isEmpty() || id > cur.ids.last())) {
+            if (cur.complete) cur.ids.append(id);
+            ++cur.total;
+            return static_cast<int>(cur.total - 1);
+        }
     }
     ReloadCursor(id);
-    const int at = cur.ids.indexOf(id);
-    return at >= 0 ? at : qMin(recNo, static_cast<int>(cur.ids.size()) - 1);
+    const int at = PositionOfId(id);
+    return at >= 0 ? at : qMin(recNo, static_cast<int>(cur.total) - 1);
 }
 
 int TOstTable::InternalDelete(int recNo) {
     if (m_readOnly || m_conn->ReadOnly())
         throw EOstraError(OstErr::ReadOnly, QStringLiteral("Table \"%1\" is opened read-only").arg(m_tableName));
     OstCursor& cur = *m_cursor;
+    LoadIds(recNo);
     m_conn->PrepareForWrite(cur.meta.name);
     const OstTableLocation loc = m_conn->Locate(cur.meta.name);
     m_conn->Begin();
@@ -427,6 +486,7 @@ int TOstTable::InternalDelete(int recNo) {
         throw;
     }
     cur.ids.removeAt(recNo);
+    --cur.total;
     cur.cachedRec = -1;
-    return qMin(recNo, static_cast<int>(cur.ids.size()) - 1);
+    return qMin(recNo, static_cast<int>(cur.total) - 1);
 }

@@ -10,6 +10,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <sqlite3.h>
 
 namespace {
 
@@ -94,3 +95,33 @@ QString OstFilterQuotedText(const QString& text) { return OstQuoteString(text); 
 QString OstFilterDateText(const QDate& date) { return OstDateToText(date); }
 QString OstFilterTimeText(const QTime& time) { return OstTimeToText(time); }
 QString OstFilterDateTimeText(const QDate& date, const QTime& time) { return OstDateTimeToText(date, time); }
+
+QStringList OstSqlKeywords() {
+    QStringList words;
+    for (int i = 0; i < sqlite3_keyword_count(); ++i) {
+        const char* name = nullptr;
+        int size = 0;
+        if (sqlite3_keyword_name(i, &name, &size) == SQLITE_OK) words.append(QString::fromLatin1(name, size).toUpper());
+    }
+    words.sort();
+    return words;
+}
+
+QStringList OstSqlFunctionNames() {
+    static const QStringList names = [] {
+        QStringList out{QStringLiteral("ostra_search")};
+        sqlite3* db = nullptr;
+        if (sqlite3_open_v2(":memory:", &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+            sqlite3_stmt* st = nullptr;
+            if (sqlite3_prepare_v2(db, "SELECT DISTINCT name FROM pragma_function_list", -1, &st, nullptr) == SQLITE_OK)
+                while (sqlite3_step(st) == SQLITE_ROW)
+                    out.append(QString::fromUtf8(reinterpret_cast<const char*>(sqlite3_column_text(st, 0))).toLower());
+            sqlite3_finalize(st);
+        }
+        sqlite3_close(db);
+        out.removeDuplicates();
+        out.sort();
+        return out;
+    }();
+    return names;
+}

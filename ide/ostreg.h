@@ -108,7 +108,6 @@ public:
     void GetValues(QStringList& values) const override;
 };
 
-// A query's SQL: shown on one line, edited line by line in a dialog.
 // A dataset's Filter: "..." builds it in the filter dialog over the dataset's columns.
 class TOstDataSetFilterProperty : public TStringProperty {
 public:
@@ -117,11 +116,16 @@ public:
     void Edit() override;
 };
 
+// A query's SQL: the inspector shows its first line (and an ellipsis when
+// more follows) and never rewrites it; "..." edits it in the SQL editor,
+// which lists the tables of the query's database and their columns and runs
+// statements against that database.
 class TOstSQLBuilderProperty : public TStringProperty {
 public:
     using TStringProperty::TStringProperty;
     TPropertyAttributes GetAttributes() const override;
     QString GetValue() const override;
+    // The text, lines separated by line breaks, as it is to be stored.
     void SetValue(const QString& value) override;
     void Edit() override;
 };

@@ -7,6 +7,7 @@
 #include "ide/ostreg.h"
 #include "ide/osttableeditor.h"
 #include "query/ostfilterdlg.h"
+#include "query/ostsqledit.h"
 #include "setup/ostdatabasenamedlg.h"
 #include "setup/ostselectdbdlg.h"
 #include "studio/designintf/designer.h"
@@ -330,18 +331,61 @@ void TOstDataSetFilterProperty::Edit() {
 // ---------------------------------------------------------------- SQL
 
 TPropertyAttributes TOstSQLBuilderProperty::GetAttributes() const {
-    return (TStringProperty::GetAttributes() | paDialog) & ~TPropertyAttributes(paMultiSelect);
+    return (TStringProperty::GetAttributes() | paDialog | paReadOnly) & ~TPropertyAttributes(paMultiSelect);
 }
 
 QString TOstSQLBuilderProperty::GetValue() const {
-    return GetVariantValue().toStringList().join(u' ').simplified();
+    const QStringList lines = GetVariantValue().toStringList();
+    int first = 0;
+    while (first < lines.size() && lines[first].trimmed().isEmpty()) ++first;
+    if (first == lines.size()) return {};
+    bool more = false;
+    for (int i = first + 1; i < lines.size() && !more; ++i) more = !lines[i].trimmed().isEmpty();
+    return more ? lines[first].trimmed() + QStringLiteral(" \u2026") : lines[first].trimmed();
 }
 
 void TOstSQLBuilderProperty::SetValue(const QString& value) {
-    SetVariantValue(value.isEmpty() ? QStringList() : value.split(u'\n'));
+    QString text = value;
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    SetVariantValue(text.isEmpty() ? QStringList() : text.split(u'\n'));
 }
 
 void TOstSQLBuilderProperty::Edit() {
-    TStringsProperty lines(Designer(), {GetComponent()}, Property());
-    lines.Edit();
+    auto* query = qobject_cast<TOstQuery*>(GetComponent());
+    if (!query) return;
+    QPointer<TOstQuery> guard(query);
+    // Listing is quiet: a database that cannot be read offers nothing.
+    auto tables = [guard](QStringList& list, bool) {
+        list.clear();
+        if (!guard) return;
+        try {
+            list = DatabaseTableNames(guard->GetDatabaseName(), guard->Owner());
+        } catch (const std::exception&) {
+        }
+    };
+    auto fields = [guard](const QString& tableName, QStringList& list) {
+        list.clear();
+        if (!guard) return;
+        try {
+            TOstTable table(nullptr);
+            table.SetDatabaseName(guard->GetDatabaseName());
+            table.SetTableName(tableName);
+            table.ReadDefinitions();
+            for (const TOstFieldDef* d : table.GetFieldDefsOst()) list.append(d->GetName());
+        } catch (const std::exception&) {
+        }
+    };
+    // Run uses a query of its own on the same database; the designed query stays as it is.
+    auto queries = [guard]() -> std::unique_ptr<TOstQuery> {
+        if (!guard) return nullptr;
+        TOstDatabase* db = guard->GetDatabase();
+        if (!db) throw EOstraError(OstErr::General, QStringLiteral("%1 has no database: set its DatabaseName first").arg(guard->GetName()));
+        auto run = std::make_unique<TOstQuery>(nullptr);
+        run->SetDatabaseName(FindOstDatabase(db->GetDatabaseName()) == db ? db->GetDatabaseName() : db->ResolvedLocation());
+        return run;
+    };
+    QStringList lines = query->GetSQLLines();
+    if (!EditSQL(lines, tables, fields, SqlFromTable(lines.join(u'\n')), QStringLiteral("\""), OstSqlNeedsQuote, queries))
+        return;
+    if (guard && lines != guard->GetSQLLines()) SetVariantValue(lines);
 }

@@ -4,6 +4,7 @@ set -euo pipefail
 pkgs=(build-essential cmake ninja-build pkg-config
       qt6-base-dev qt6-base-dev-tools qt6-svg-dev libqt6sql6-sqlite libgl-dev
       libsqlite3-dev libicu-dev libssl-dev sqlite3
+      libqscintilla2-qt6-dev libqscintilla2-qt6-15  # the SQL editor's text component
       clang clang-14 libclang-rt-14-dev  # clang and libFuzzer for fuzz/
       libqt6sql6-psql postgresql-15 postgresql-client-15)  # Qt SQL sources of ostra import; the tests' own PostgreSQL
 missing=()

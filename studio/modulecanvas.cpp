@@ -205,6 +205,10 @@ QMenu* TModuleCanvas::CreateContextMenu(QWidget* parent) {
     auto* menu = new QMenu(parent);
     const QList<TComponent*> selection = SelectedComponents(m_designer);
     if (selection.size() == 1 && AddComponentVerbs(menu, m_designer, selection[0], this) > 0) menu->addSeparator();
+    if (selection.size() == 1 && qobject_cast<TDataSet*>(selection[0])) {
+        menu->addAction(QStringLiteral("View &Data"), this, &TModuleCanvas::dataRequested);
+        menu->addSeparator();
+    }
     const bool any = !selection.isEmpty();
     QAction* cut = menu->addAction(QStringLiteral("Cu&t"), this, [this] { RunReported(this, [&] { CutSelection(m_designer); }); });
     QAction* copy = menu->addAction(QStringLiteral("&Copy"), this, [this] { RunReported(this, [&] { CopySelection(m_designer); }); });

@@ -68,6 +68,8 @@ public:
 
 signals:
     void componentPlaced(TComponent* c);
+    // "View Data" on a dataset's context menu.
+    void dataRequested();
     void placingCancelled();
 
 protected:

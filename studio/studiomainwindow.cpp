@@ -1,9 +1,11 @@
 #include "studio/studiomainwindow.h"
 
 #include "common/ostdialogservice.h"
+#include "engine/base/tdataset.h"
 #include "engine/base/tdatamodule.h"
 #include "studio/componentpalette.h"
 #include "studio/componenttree.h"
+#include "studio/dataview.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/dsdesign.h"
 #include "studio/modulecanvas.h"
@@ -24,6 +26,7 @@
 #include <QSettings>
 #include <QStatusBar>
 #include <QStyle>
+#include <QTableView>
 #include <QToolBar>
 #include <QUndoStack>
 
@@ -72,6 +75,7 @@ TStudioMainWindow::TStudioMainWindow(QWidget* parent) : QMainWindow(parent) {
     connect(m_palette, &TComponentPalette::classSelected, cancelPlacing,
             [cancelPlacing](const QMetaObject* cls) { cancelPlacing->setEnabled(cls != nullptr); });
     connect(m_canvas, &TModuleCanvas::componentPlaced, m_palette, &TComponentPalette::ResetSelection);
+    connect(m_canvas, &TModuleCanvas::dataRequested, this, &TStudioMainWindow::ShowData);
     connect(m_canvas, &TModuleCanvas::placingCancelled, m_palette, &TComponentPalette::ResetSelection);
     connect(QApplication::clipboard(), &QClipboard::dataChanged, this, &TStudioMainWindow::UpdateEditActions);
 
@@ -86,6 +90,7 @@ TStudioMainWindow::~TStudioMainWindow() {
     m_canvas->SetDesigner(nullptr);
     m_tree->SetDesigner(nullptr);
     m_inspector->SetDesigner(nullptr);
+    m_dataView->SetDesigner(nullptr);
     CloseModuleWindows();
     m_designer.reset();
     m_module.reset();
@@ -156,6 +161,22 @@ void TStudioMainWindow::CreateDocks() {
     addDockWidget(Qt::LeftDockWidgetArea, inspectorDock);
     resizeDocks({treeDock, inspectorDock}, {220, 420}, Qt::Vertical);
     resizeDocks({inspectorDock}, {300}, Qt::Horizontal);
+
+    m_dataView = new TDataView;
+    m_dataDock = new QDockWidget(QStringLiteral("Data"), this);
+    m_dataDock->setObjectName(QStringLiteral("dataDock"));
+    m_dataDock->setWidget(m_dataView);
+    addDockWidget(Qt::BottomDockWidgetArea, m_dataDock);
+    m_dataDock->hide();
+    // The tree and the inspector keep the window's height; the data goes under the canvas.
+    setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
+}
+
+void TStudioMainWindow::ShowData() {
+    m_dataDock->show();
+    m_dataDock->raise();
+    resizeDocks({m_dataDock}, {260}, Qt::Vertical);
+    m_dataView->Grid()->setFocus();
 }
 
 void TStudioMainWindow::CreateMenus() {
@@ -182,6 +203,8 @@ void TStudioMainWindow::CreateMenus() {
 
     m_viewMenu = menuBar()->addMenu(QStringLiteral("&View"));
     for (QDockWidget* dock : findChildren<QDockWidget*>()) m_viewMenu->addAction(dock->toggleViewAction());
+    m_dataDock->toggleViewAction()->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_D));
+    m_dataDock->toggleViewAction()->setStatusTip(QStringLiteral("The records of the selected table or query"));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     help->addAction(m_aboutAction);
@@ -199,6 +222,7 @@ void TStudioMainWindow::SetModule(std::unique_ptr<TDataModule> module, const QSt
     m_canvas->SetDesigner(nullptr);
     m_tree->SetDesigner(nullptr);
     m_inspector->SetDesigner(nullptr);
+    m_dataView->SetDesigner(nullptr);
     CloseModuleWindows();
     std::unique_ptr<TDesigner> oldDesigner = std::move(m_designer);
     std::unique_ptr<TDataModule> oldModule = std::move(m_module);
@@ -225,6 +249,7 @@ void TStudioMainWindow::SetModule(std::unique_ptr<TDataModule> module, const QSt
     m_canvas->SetDesigner(d);
     m_tree->SetDesigner(d);
     m_inspector->SetDesigner(d);
+    m_dataView->SetDesigner(d);
     setWindowModified(d->IsModified());
     // Choosers that are given no folder start in the module's.
     SetDefaultDialogFolder(InitialDirectory());
@@ -384,7 +409,13 @@ void TStudioMainWindow::UpdateSelectionStatus() {
 void TStudioMainWindow::FillComponentMenu() {
     m_componentMenu->clear();
     const QList<TComponent*> selection = SelectedComponents(m_designer.get());
-    if (selection.size() == 1 && AddComponentVerbs(m_componentMenu, m_designer.get(), selection[0], this) > 0) return;
+    const bool verbs = selection.size() == 1 && AddComponentVerbs(m_componentMenu, m_designer.get(), selection[0], this) > 0;
+    if (selection.size() == 1 && qobject_cast<TDataSet*>(selection[0])) {
+        if (verbs) m_componentMenu->addSeparator();
+        m_componentMenu->addAction(QStringLiteral("View &Data"), this, &TStudioMainWindow::ShowData);
+        return;
+    }
+    if (verbs) return;
     m_componentMenu->addAction(QStringLiteral("(No commands)"))->setEnabled(false);
 }
 

@@ -7,10 +7,12 @@
 #include <memory>
 
 class QLabel;
+class QDockWidget;
 class QMenu;
 class QScrollArea;
 class TComponentPalette;
 class TComponentTree;
+class TDataView;
 class TDataModule;
 class TDesigner;
 class TModuleCanvas;
@@ -37,6 +39,11 @@ public:
     TComponentPalette* Palette() const { return m_palette; }
     TComponentTree* Tree() const { return m_tree; }
     TObjectInspector* Inspector() const { return m_inspector; }
+    // The "Data" view of the selected dataset and its dock (hidden until asked for).
+    TDataView* DataView() const { return m_dataView; }
+    QDockWidget* DataDock() const { return m_dataDock; }
+    // Shows the Data view on the selection.
+    void ShowData();
     QMenu* ComponentMenu() const { return m_componentMenu; }
     QMenu* RecentMenu() const { return m_recentMenu; }
     // The selection as the status bar shows it.
@@ -94,6 +101,8 @@ private:
     TComponentPalette* m_palette = nullptr;
     TComponentTree* m_tree = nullptr;
     TObjectInspector* m_inspector = nullptr;
+    TDataView* m_dataView = nullptr;
+    QDockWidget* m_dataDock = nullptr;
     QLabel* m_selectionLabel = nullptr;
     QMenu* m_componentMenu = nullptr;
     QMenu* m_recentMenu = nullptr;

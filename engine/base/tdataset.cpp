@@ -6,6 +6,8 @@
 
 #include "engine/base/sysutils.h"
 
+#include <climits>
+
 // ---------------------------------------------------------------- TField
 
 TField::TField(TComponent* owner) : TComponent(owner) {}
@@ -180,12 +182,13 @@ void TDataSet::LoadCurrent() {
 }
 
 void TDataSet::Resync(int recNo) {
-    const int n = InternalRecordCount();
-    if (n == 0) {
+    recNo = qMax(0, recNo);
+    if (!InternalRecordExists(recNo)) recNo = InternalRecordCount() - 1; // past the end: the last one
+    if (recNo < 0) {
         m_recNo = -1;
         m_eof = m_bof = true;
     } else {
-        m_recNo = qBound(0, recNo, n - 1);
+        m_recNo = recNo;
         m_eof = m_bof = false;
     }
     LoadCurrent();
@@ -208,9 +211,25 @@ void TDataSet::SetBufferValue(TField* f, const QVariant& v) {
     m_modified = true;
 }
 
-bool TDataSet::IsEmpty() const { return m_state == dsInactive || InternalRecordCount() == 0; }
+bool TDataSet::IsEmpty() const { return m_state == dsInactive || !InternalRecordExists(0); }
 
 int TDataSet::RecordCount() const { return m_state == dsInactive ? 0 : InternalRecordCount(); }
+
+QVariantList TDataSet::RecordValues(int recNo) const {
+    if (m_state == dsInactive || recNo < 1 || !InternalRecordExists(recNo - 1)) return {};
+    return InternalGetRecord(recNo - 1);
+}
+
+int TDataSet::FetchedRecordCount() const { return m_state == dsInactive ? 0 : InternalFetchedCount(); }
+
+bool TDataSet::AllRecordsFetched() const { return m_state == dsInactive || InternalAllFetched(); }
+
+int TDataSet::FetchRecords(int count) {
+    if (m_state == dsInactive) return 0;
+    const int known = InternalFetchedCount();
+    if (count > 0 && !InternalAllFetched()) InternalRecordExists(count > INT_MAX - known ? INT_MAX - 1 : known + count - 1);
+    return InternalFetchedCount();
+}
 
 void TDataSet::CheckBrowseMode() {
     CheckActive();
@@ -231,9 +250,8 @@ void TDataSet::Last() {
 
 void TDataSet::Next() {
     CheckBrowseMode();
-    const int n = InternalRecordCount();
     m_bof = false;
-    if (m_recNo + 1 >= n) { m_eof = true; return; }
+    if (!InternalRecordExists(m_recNo + 1)) { m_eof = true; return; }
     ++m_recNo;
     m_eof = false;
     LoadCurrent();

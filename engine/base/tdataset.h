@@ -126,6 +126,18 @@ public:
     bool Locate(const QString& fieldName, const QVariant& value, bool caseInsensitive = false);
     void Refresh();
 
+    // Reading for views, without moving the cursor. RecordValues: the values
+    // of record recNo (1-based) in FieldDefs() order, empty past the end.
+    QVariantList RecordValues(int recNo) const;
+    // The records known so far and whether they are all there is: a table
+    // knows its count when it opens, a query reads its result as it is asked
+    // for (RecordCount reads it to the end). FetchRecords reads on until
+    // count more records are known or the result ends, and returns the
+    // number known then.
+    int FetchedRecordCount() const;
+    bool AllRecordsFetched() const;
+    int FetchRecords(int count);
+
     TFields& Fields() { return m_fields; }
     const TFields& Fields() const { return m_fields; }
     TField* FieldByName(const QString& name) const { return m_fields.FieldByName(name); }
@@ -161,6 +173,11 @@ protected:
     virtual void InternalOpen() = 0;
     virtual void InternalClose() = 0;
     virtual int InternalRecordCount() const = 0;
+    // Whether record recNo (0-based) exists; datasets that read their records
+    // as they go answer without counting them all.
+    virtual bool InternalRecordExists(int recNo) const { return recNo >= 0 && recNo < InternalRecordCount(); }
+    virtual int InternalFetchedCount() const { return InternalRecordCount(); }
+    virtual bool InternalAllFetched() const { return true; }
     // Values of record recNo (0-based) in FieldDefs() order.
     virtual QVariantList InternalGetRecord(int recNo) const = 0;
     // Stores the buffer; returns the record number of the stored record afterwards.

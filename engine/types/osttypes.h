@@ -45,6 +45,18 @@ private:
     int16_t m_code;
 };
 
+// SQL that does not compile or is refused: Position is the character offset
+// in the SQL text where the problem is (the start of the statement when the
+// compiler names no place), -1 when it is not known.
+class EOstraSqlError : public EOstraError {
+public:
+    EOstraSqlError(const QString& message, int position) : EOstraError(OstErr::Sql, message), m_position(position) {}
+    int Position() const { return m_position; }
+
+private:
+    int m_position;
+};
+
 // Column data types; ordinals are stored in table files and must never change.
 enum TOstDataType : uint8_t {
     dtChar = 0, dtString = 1, dtSmallInt = 2, dtInteger = 3, dtFloat = 4, dtWord = 5, dtBlob = 6, dtDate = 7,

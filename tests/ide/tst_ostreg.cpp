@@ -12,7 +12,9 @@
 #include "migration/core/classicdataset.h"
 #include "ide/ostreg.h"
 #include "ide/osttableeditor.h"
+#include "common/ostdatasetmodel.h"
 #include "query/ostfilterdlg.h"
+#include "query/ostsqledit.h"
 #include "studio/designintf/designer.h"
 #include "studio/designintf/designintf.h"
 
@@ -21,6 +23,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -53,6 +56,7 @@ private slots:
     void databaseRenameTakesItsDatasetsAlong();
     void dialogPropertiesAskThroughTheDialogService();
     void filterIsBuiltInTheFilterDialog();
+    void sqlIsEditedInTheSqlEditor();
 };
 
 namespace {
@@ -331,14 +335,64 @@ void TstOstReg::dialogPropertiesAskThroughTheDialogService() {
     GetPropertyEditor(&d, {move}, "FileName")->Edit();
     QCOMPARE(move->property("FileName").toString(), QStringLiteral("/tmp/problems.txt"));
 
-    // SQL shows on one line and takes lines.
-    TComponent* query = d.CreateComponent(&TOstQuery::staticMetaObject, nullptr, 0, 0, 0, 0);
-    auto sql = GetPropertyEditor(&d, {query}, "SQL");
-    sql->SetValue("SELECT *\nFROM Items\nWHERE State = 'new'");
-    QCOMPARE(qobject_cast<TOstQuery*>(query)->GetSQL(), QStringLiteral("SELECT *\nFROM Items\nWHERE State = 'new'"));
-    QCOMPARE(sql->GetValue(), QStringLiteral("SELECT * FROM Items WHERE State = 'new'"));
-    QVERIFY(sql->GetAttributes() & paDialog);
     QCOMPARE(dialogs.PendingAnswers(), 0);
+}
+
+void TstOstReg::sqlIsEditedInTheSqlEditor() {
+    Register();
+    ShopDb shop;
+    TDataModule root;
+    TDesigner d(&root);
+    TComponent* db = d.CreateComponent(&TOstDatabase::staticMetaObject, nullptr, 0, 0, 0, 0);
+    d.SetProperty(db, "DatabaseName", "Shop");
+    d.SetProperty(db, "Location", shop.location);
+    TComponent* c = d.CreateComponent(&TOstQuery::staticMetaObject, nullptr, 0, 0, 0, 0);
+    auto* query = qobject_cast<TOstQuery*>(c);
+    d.SetProperty(c, "DatabaseName", "Shop");
+    auto sql = GetPropertyEditor(&d, {c}, "SQL");
+    // The inspector shows the first line and never writes the text itself.
+    QVERIFY(sql->GetAttributes() & paDialog);
+    QVERIFY(sql->GetAttributes() & paReadOnly);
+    QCOMPARE(sql->GetValue(), QString());
+    sql->SetValue("\nSELECT *   -- all of it\nFROM Items\n\tWHERE State = 'new  old'");
+    QCOMPARE(query->GetSQL(), QStringLiteral("\nSELECT *   -- all of it\nFROM Items\n\tWHERE State = 'new  old'"));
+    QCOMPARE(sql->GetValue(), QStringLiteral("SELECT *   -- all of it \u2026"));
+    d.SetProperty(c, "SQL", QStringList{"SELECT 1", "", "  "});
+    QCOMPARE(sql->GetValue(), QStringLiteral("SELECT 1"));
+    d.SetProperty(c, "SQL", QStringList{"SELECT *", "FROM Items"});
+
+    // The editor lists the query's tables and the selected one's columns, starting at the table
+    // the text reads from; OK stores the text as typed, in one undoable step.
+    const int steps = d.UndoStack()->count();
+    QStringList tables, fields;
+    WhenShown<TSQLEditForm>([&](TSQLEditForm* f) {
+        for (int i = 0; i < f->TableListBox()->count(); ++i) tables << f->TableListBox()->item(i)->text();
+        for (int i = 0; i < f->FieldListBox()->count(); ++i) fields << f->FieldListBox()->item(i)->text();
+        f->SetSQLText("SELECT Name,  \"State\"\nFROM Items -- sold ones\nWHERE State = 'sold'");
+        f->accept();
+    });
+    sql->Edit();
+    QCOMPARE(tables, QStringList({"Empty", "Items"}));
+    QCOMPARE(fields, QStringList({"*", "ID", "Name", "State", "Photo", "Notes"}));
+    QCOMPARE(query->GetSQLLines(), QStringList({"SELECT Name,  \"State\"", "FROM Items -- sold ones", "WHERE State = 'sold'"}));
+    QCOMPARE(d.UndoStack()->count(), steps + 1);
+    // Run works on the query's database and leaves the query alone.
+    QString shown;
+    WhenShown<TSQLEditForm>([&](TSQLEditForm* f) {
+        f->SetSQLText("SELECT count(*) AS n FROM Items");
+        f->RunActExecute();
+        shown = f->ResultModel()->index(0, 0).data().toString();
+        f->reject();
+    });
+    sql->Edit();
+    QCOMPARE(shown, QStringLiteral("0"));
+    QCOMPARE(query->GetSQLLines().first(), QStringLiteral("SELECT Name,  \"State\""));
+    QVERIFY(!query->Active());
+    QCOMPARE(d.UndoStack()->count(), steps + 1);
+    // Unchanged text is no change.
+    WhenShown<TSQLEditForm>([&](TSQLEditForm* f) { f->accept(); });
+    sql->Edit();
+    QCOMPARE(d.UndoStack()->count(), steps + 1);
 }
 
 void TstOstReg::filterIsBuiltInTheFilterDialog() {

@@ -1,6 +1,7 @@
 // Pictures of the Studio for the documentation, taken only when
 // OSTRA_SCREENSHOTS names a folder: a data module on a real database with the
-// inspector showing a table, the context menu of that table, and the splash.
+// inspector showing a table, the context menu of that table, the Data view
+// on it, and the splash.
 #include "studio_helper.h"
 
 #include "common/ostscripteddialogs.h"
@@ -38,9 +39,10 @@ void TstStudioShots::initTestCase() {
     InitStudioTests();
 }
 
-void TstStudioShots::moduleMenuAndInspector() {
-    QTemporaryDir dir;
-    const QString location = dir.filePath("shop.ostd");
+namespace {
+
+// The shop: Customers (indexed by name) and their Orders, with a few rows.
+void MakeShop(const QString& location) {
     {
         TOstDatabase db;
         db.SetLocation(location);
@@ -62,7 +64,24 @@ void TstStudioShots::moduleMenuAndInspector() {
         o.GetFieldDefsOst().Add("Customer", dtLink, 0)->SetSpec("Customers");
         o.GetFieldDefsOst().Add("Amount", dtFloat, 0);
         o.CreateTable();
+        t.Open();
+        t.AppendRecord({QVariant(), "Ada Lovelace", "London", "retail"});
+        t.AppendRecord({QVariant(), "Alan Turing", "Wilmslow", "online"});
+        t.AppendRecord({QVariant(), "Grace Hopper", "Arlington", "wholesale"});
+        o.Open();
+        o.AppendRecord({QVariant(), 1, 120.5});
+        o.AppendRecord({QVariant(), 1, 80.0});
+        o.AppendRecord({QVariant(), 3, 310.25});
+        o.AppendRecord({QVariant(), 2, 42.0});
     }
+}
+
+} // namespace
+
+void TstStudioShots::moduleMenuAndInspector() {
+    QTemporaryDir dir;
+    const QString location = dir.filePath("shop.ostd");
+    MakeShop(location);
     TScriptedDialogService dialogs;
     TScopedDialogService scoped(&dialogs);
     TStudioMainWindow w;
@@ -116,6 +135,11 @@ void TstStudioShots::moduleMenuAndInspector() {
     p.end();
     menu->hide();
     QVERIFY(picture.save(m_folder + "/studio-context-menu.png"));
+
+    // The Data view on the customers.
+    w.ShowData();
+    QTest::qWait(50);
+    QVERIFY(w.grab().save(m_folder + "/studio-data.png"));
 }
 
 void TstStudioShots::splash() {
