@@ -2,6 +2,7 @@
 // process-wide password handler, the written forms of filter values and
 // the version.
 #include "engine/ostengine.h"
+#include "engine/ostversion.h"
 
 #include "engine/crypt/ostcryptaccess.h"
 #include "engine/filter/ostdatetext.h"
@@ -87,7 +88,7 @@ bool IsRootPath(const QString& path) {
 }
 
 QString OstEngineVersion() {
-    return QStringLiteral("6.0.0");
+    return QStringLiteral(OSTRA_VERSION_STRING);
 }
 
 QString OstFilterQuotedName(const QString& name) { return OstQuoteIdent(name); }

@@ -8,6 +8,7 @@
 #include "studio/studiomainwindow.h"
 #include "studio/studiosplash.h"
 #include "studio/studioutils.h"
+#include "engine/ostengine.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -99,7 +100,7 @@ int main(int argc, char* argv[]) {
     QApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Ostra"));
     QCoreApplication::setApplicationName(QStringLiteral("Ostra Studio"));
-    QCoreApplication::setApplicationVersion(QStringLiteral("6.0"));
+    QCoreApplication::setApplicationVersion(OstEngineVersion());
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Ostra Studio: designs data modules of Ostra components."));
