@@ -473,3 +473,144 @@ void TOstQuery::InternalRefresh() {
 void TOstQuery::FilterChanged() {
     RunSelect();
 }
+
+// ---------------------------------------------------------------- TOstStatement
+
+TOstStatement::TOstStatement(TOstDatabase* database) : m_database(database) {}
+
+TOstStatement::~TOstStatement() { Clear(); }
+
+bool TOstStatement::IsPrepared() const { return m_stmt != nullptr; }
+
+void TOstStatement::Clear() {
+    if (m_stmt) sqlite3_finalize(m_stmt);
+    m_stmt = nullptr;
+    m_connection.reset();
+    m_sql.clear();
+    m_kept.clear();
+    m_keptAt = -1;
+    m_keptRows = false;
+    m_reading = false;
+    m_rowsAffected = 0;
+}
+
+void TOstStatement::Finish() {
+    if (m_stmt && m_reading) sqlite3_reset(m_stmt);
+    m_reading = false;
+    m_kept.clear();
+    m_keptAt = -1;
+    m_keptRows = false;
+}
+
+void TOstStatement::Prepare(const QString& sql) {
+    Clear();
+    if (!m_database) throw EOstraError(OstErr::General, QStringLiteral("The statement has no database"));
+    auto c = m_database->Connection();
+    c->PrepareForSql(sql);
+    OstUserSqlGuard guard(*c);
+    sqlite3_stmt* kept = nullptr;
+    try {
+        ForEachStatement(c->Db(), guard, sql, [&](sqlite3_stmt* st) {
+            if (kept) throw EOstraError(OstErr::Sql, QStringLiteral("Only one statement can be run at a time"));
+            // The statement is kept: compiled again from its own text, which
+            // is already checked, so that ForEachStatement may finalize its copy.
+            const int rc = sqlite3_prepare_v2(c->Db(), sqlite3_sql(st), -1, &kept, nullptr);
+            if (rc != SQLITE_OK) StepFailed(c->Db());
+        });
+    } catch (...) {
+        sqlite3_finalize(kept);
+        throw;
+    }
+    if (!kept) throw EOstraError(OstErr::Sql, QStringLiteral("No SQL statement"));
+    m_stmt = kept;
+    m_connection = c;
+    m_sql = sql;
+}
+
+int TOstStatement::ParamCount() const { return m_stmt ? sqlite3_bind_parameter_count(m_stmt) : 0; }
+
+QString TOstStatement::ParamName(int i) const {
+    const char* name = m_stmt ? sqlite3_bind_parameter_name(m_stmt, i + 1) : nullptr;
+    return name ? QString::fromUtf8(name) : QString();
+}
+
+void TOstStatement::BindValue(int i, const QVariant& value) {
+    if (!m_stmt) throw EOstraError(OstErr::Sql, QStringLiteral("No SQL statement"));
+    if (i < 0 || i >= ParamCount())
+        throw EOstraError(OstErr::Sql, QStringLiteral("The statement has no parameter %1").arg(i + 1));
+    if (m_reading) Finish();
+    OstBindValue(m_stmt, i + 1, value);
+}
+
+void TOstStatement::Execute() {
+    if (!m_stmt) throw EOstraError(OstErr::Sql, QStringLiteral("No SQL statement"));
+    Finish();
+    OstConnection& c = *m_connection;
+    c.PrepareForSql(m_sql);
+    m_rowsAffected = 0;
+    if (sqlite3_stmt_readonly(m_stmt)) {
+        m_reading = true;
+        return;
+    }
+    // It writes: it runs to its end now, as ExecSQL runs a statement.
+    const bool ownTx = !c.InTransaction();
+    if (ownTx) c.Begin();
+    try {
+        const int n = sqlite3_column_count(m_stmt);
+        int rc;
+        while ((rc = sqlite3_step(m_stmt)) == SQLITE_ROW) {
+            QVariantList row;
+            row.reserve(n);
+            for (int i = 0; i < n; ++i) row << OstColumnValue(m_stmt, i);
+            m_kept.append(row);
+        }
+        if (rc != SQLITE_DONE) {
+            c.DiscardStatement();
+            StepFailed(c.Db());
+        }
+        m_rowsAffected = sqlite3_changes(c.Db());
+        m_lastInsertId = sqlite3_last_insert_rowid(c.Db());
+        sqlite3_reset(m_stmt);
+        c.SettleStatement();
+        if (ownTx) c.Commit();
+    } catch (...) {
+        sqlite3_reset(m_stmt);
+        m_kept.clear();
+        if (ownTx) c.Rollback();
+        throw;
+    }
+    c.BumpGeneration();
+    m_keptRows = true;
+}
+
+bool TOstStatement::Next() {
+    if (m_keptRows) return ++m_keptAt < m_kept.size();
+    if (!m_reading) return false;
+    const int rc = sqlite3_step(m_stmt);
+    if (rc == SQLITE_ROW) return true;
+    m_reading = false;
+    sqlite3_reset(m_stmt);
+    if (rc != SQLITE_DONE) StepFailed(m_connection->Db());
+    return false;
+}
+
+int TOstStatement::ColumnCount() const { return m_stmt ? sqlite3_column_count(m_stmt) : 0; }
+
+QString TOstStatement::ColumnName(int i) const {
+    const char* name = m_stmt ? sqlite3_column_name(m_stmt, i) : nullptr;
+    return name ? QString::fromUtf8(name) : QString();
+}
+
+QString TOstStatement::ColumnDeclaredType(int i) const {
+    const char* type = m_stmt ? sqlite3_column_decltype(m_stmt, i) : nullptr;
+    return type ? QString::fromUtf8(type) : QString();
+}
+
+QVariant TOstStatement::Value(int i) const {
+    if (m_keptRows) return m_keptAt >= 0 && m_keptAt < m_kept.size() ? m_kept.at(m_keptAt).value(i) : QVariant();
+    return m_reading && i >= 0 && i < sqlite3_data_count(m_stmt) ? OstColumnValue(m_stmt, i) : QVariant();
+}
+
+bool TOstStatement::ReturnsRows() const { return ColumnCount() > 0; }
+
+bool TOstStatement::ReadOnly() const { return !m_stmt || sqlite3_stmt_readonly(m_stmt); }

@@ -5,6 +5,7 @@
 #include "engine/ostdataset.h"
 
 #include <QHash>
+#include <QVector>
 #include <QVariantMap>
 
 // One statement of a query's SQL text as the engine compiled it: where it
@@ -85,4 +86,60 @@ private:
     mutable bool m_complete = false;  // m_known is all of them
     mutable int m_lastPage = -1;      // the last page read
     mutable int m_batch = 1;          // pages read at once when reading in order
+};
+
+struct sqlite3_stmt;
+
+// One statement of user SQL, run with bound values and read forward row by
+// row without keeping the rows: the way a driver or a tool streams a result
+// of any size. It is compiled under the same guard as TOstQuery's SQL, and a
+// statement that writes runs as ExecSQL runs one (its own transaction unless
+// one is open; checks, sizes, foreign keys across files and fulltext indexes
+// kept; a failure changes nothing), so both give the same answers.
+class TOstStatement {
+public:
+    explicit TOstStatement(TOstDatabase* database);
+    ~TOstStatement();
+    TOstStatement(const TOstStatement&) = delete;
+    TOstStatement& operator=(const TOstStatement&) = delete;
+
+    // Compiles sql, which must hold exactly one statement; EOstraSqlError
+    // with the position where it is wrong or refused.
+    void Prepare(const QString& sql);
+    bool IsPrepared() const;
+    QString SQL() const { return m_sql; }
+    // Parameters, 0-based: "?", "?1", ":name", "@name" or "$name".
+    int ParamCount() const;
+    QString ParamName(int i) const; // with its prefix; empty for a bare "?"
+    void BindValue(int i, const QVariant& value);
+    // Runs the statement. A statement that writes runs to its end here, and
+    // the rows it returns (RETURNING) are kept for Next; a read is stepped
+    // by Next.
+    void Execute();
+    bool Next();
+    int ColumnCount() const;
+    QString ColumnName(int i) const;
+    // The column's declared type where it comes straight from a table column.
+    QString ColumnDeclaredType(int i) const;
+    // The current row's value; NULL is an invalid QVariant.
+    QVariant Value(int i) const;
+    bool ReturnsRows() const;
+    bool ReadOnly() const;
+    int RowsAffected() const { return m_rowsAffected; }
+    qint64 LastInsertId() const { return m_lastInsertId; }
+    // Ends reading (the statement stays compiled); Clear also forgets it.
+    void Finish();
+    void Clear();
+
+private:
+    TOstDatabase* m_database;
+    std::shared_ptr<OstConnection> m_connection;
+    sqlite3_stmt* m_stmt = nullptr;
+    QString m_sql;
+    QVector<QVariantList> m_kept; // rows of a statement that wrote
+    int m_keptAt = -1;
+    bool m_keptRows = false;
+    bool m_reading = false;
+    int m_rowsAffected = 0;
+    qint64 m_lastInsertId = 0;
 };

@@ -24,7 +24,8 @@ const QList<QStringList> kRanks = {{QStringLiteral("base")},
 // Folders outside the engine whose code an application developer would see.
 const QStringList kOutside = {QStringLiteral("designer"), QStringLiteral("indexdef"), QStringLiteral("query"),
                               QStringLiteral("setup"),    QStringLiteral("migration"), QStringLiteral("common"),
-                              QStringLiteral("ide"),      QStringLiteral("studio"),    QStringLiteral("cli")};
+                              QStringLiteral("ide"),      QStringLiteral("studio"),    QStringLiteral("cli"),
+                              QStringLiteral("sqldriver"), QStringLiteral("examples")};
 
 QString Root() { return QStringLiteral(OSTRA_SOURCE_DIR); }
 
