@@ -47,6 +47,10 @@ QString HelpDirectory() {
     if (QCoreApplication::instance()) {
         const QString beside = QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("help"));
         if (QFileInfo(beside).isDir()) return beside;
+        // Installed: <prefix>/share/ostra/help beside <prefix>/bin.
+        const QString installed =
+            QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("../share/ostra/help"));
+        if (QFileInfo(installed).isDir()) return QDir::cleanPath(installed);
     }
 #ifdef OSTRA_SOURCE_HELP_DIR
     return QStringLiteral(OSTRA_SOURCE_HELP_DIR);

@@ -40,7 +40,18 @@ QString LoadFailure(const QLibrary& lib) {
 } // namespace
 
 QString TPackageLoader::DefaultPackagePath() {
-    return QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("dclostra.so"));
+    const QDir programDir(QCoreApplication::applicationDirPath());
+    const QString beside = programDir.filePath(QStringLiteral("dclostra.so"));
+#ifdef OSTRA_INSTALLED_PACKAGE_DIR
+    // Installed, the package lives with the Studio's libraries (lib/ostra),
+    // found from the program's own place so that the installation can move.
+    if (!QFileInfo::exists(beside)) {
+        const QString installed =
+            QDir(programDir.filePath(QStringLiteral(OSTRA_INSTALLED_PACKAGE_DIR))).filePath(QStringLiteral("dclostra.so"));
+        if (QFileInfo::exists(installed)) return QDir::cleanPath(installed);
+    }
+#endif
+    return beside;
 }
 
 void TPackageLoader::RegisterStandardComponents() {
