@@ -482,7 +482,31 @@ TOstStatement::~TOstStatement() { Clear(); }
 
 bool TOstStatement::IsPrepared() const { return m_stmt != nullptr; }
 
+void TOstStatement::StartReading() {
+    m_reading = true;
+    m_rowsRead = 0;
+    if (!m_reader) m_reader = m_connection->AddReader([this] { Park(); });
+}
+
+void TOstStatement::StopReading() {
+    m_reading = false;
+    m_parked = false;
+    m_parkedRow.clear();
+    if (m_reader && m_connection) m_connection->RemoveReader(m_reader);
+    m_reader = 0;
+}
+
+void TOstStatement::Park() {
+    if (!m_reading || m_parked) return;
+    m_parkedRow.clear();
+    if (m_rowsRead > 0)
+        for (int i = 0; i < sqlite3_data_count(m_stmt); ++i) m_parkedRow << OstColumnValue(m_stmt, i);
+    sqlite3_reset(m_stmt); // the bound values stay
+    m_parked = true;
+}
+
 void TOstStatement::Clear() {
+    StopReading();
     if (m_stmt) sqlite3_finalize(m_stmt);
     m_stmt = nullptr;
     m_connection.reset();
@@ -496,7 +520,7 @@ void TOstStatement::Clear() {
 
 void TOstStatement::Finish() {
     if (m_stmt && m_reading) sqlite3_reset(m_stmt);
-    m_reading = false;
+    StopReading();
     m_kept.clear();
     m_keptAt = -1;
     m_keptRows = false;
@@ -549,7 +573,7 @@ void TOstStatement::Execute() {
     c.PrepareForSql(m_sql);
     m_rowsAffected = 0;
     if (sqlite3_stmt_readonly(m_stmt)) {
-        m_reading = true;
+        StartReading();
         return;
     }
     // It writes: it runs to its end now, as ExecSQL runs a statement.
@@ -586,9 +610,25 @@ void TOstStatement::Execute() {
 bool TOstStatement::Next() {
     if (m_keptRows) return ++m_keptAt < m_kept.size();
     if (!m_reading) return false;
-    const int rc = sqlite3_step(m_stmt);
-    if (rc == SQLITE_ROW) return true;
-    m_reading = false;
+    int rc = SQLITE_ROW;
+    if (m_parked) {
+        // Its files attached again, it runs anew up to where it was.
+        try {
+            m_connection->PrepareForSql(m_sql);
+        } catch (...) {
+            StopReading();
+            throw;
+        }
+        m_parked = false;
+        m_parkedRow.clear();
+        for (qint64 skip = m_rowsRead; skip > 0 && (rc = sqlite3_step(m_stmt)) == SQLITE_ROW; --skip) {}
+    }
+    if (rc == SQLITE_ROW) rc = sqlite3_step(m_stmt);
+    if (rc == SQLITE_ROW) {
+        ++m_rowsRead;
+        return true;
+    }
+    StopReading();
     sqlite3_reset(m_stmt);
     if (rc != SQLITE_DONE) StepFailed(m_connection->Db());
     return false;
@@ -608,6 +648,7 @@ QString TOstStatement::ColumnDeclaredType(int i) const {
 
 QVariant TOstStatement::Value(int i) const {
     if (m_keptRows) return m_keptAt >= 0 && m_keptAt < m_kept.size() ? m_kept.at(m_keptAt).value(i) : QVariant();
+    if (m_parked) return m_parkedRow.value(i);
     return m_reading && i >= 0 && i < sqlite3_data_count(m_stmt) ? OstColumnValue(m_stmt, i) : QVariant();
 }
 

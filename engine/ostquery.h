@@ -132,8 +132,18 @@ public:
     void Clear();
 
 private:
+    // While a result is read it is known to the connection, which may park
+    // it (reset, the current row kept) to detach a file; Next then runs it
+    // again and reads on after the rows already read.
+    void StartReading();
+    void StopReading();
+    void Park();
     TOstDatabase* m_database;
     std::shared_ptr<OstConnection> m_connection;
+    int m_reader = 0;           // its id with the connection while reading
+    qint64 m_rowsRead = 0;      // rows stepped over so far
+    bool m_parked = false;
+    QVariantList m_parkedRow;   // the current row, kept while parked
     sqlite3_stmt* m_stmt = nullptr;
     QString m_sql;
     QVector<QVariantList> m_kept; // rows of a statement that wrote

@@ -194,12 +194,32 @@ bool TOstSqlDriver::rollbackTransaction() {
 
 QStringList TOstSqlDriver::tables(QSql::TableType type) const {
     QStringList names;
-    if (!m_database || !(type & QSql::Tables)) return names;
+    if (!m_database) return names;
     try {
-        m_database->GetTableNames(names);
+        if (type & (QSql::Tables | QSql::SystemTables)) {
+            QStringList all, user;
+            m_database->GetTableNames(user);
+            if (type & QSql::SystemTables) m_database->GetTableNames(all, true);
+            if (type & QSql::Tables) names << user;
+            for (const QString& t : std::as_const(all))
+                if (!user.contains(t, Qt::CaseInsensitive)) names << t;
+        }
+        // The user's own views: kept in a single-file database, for the
+        // connection's lifetime in a directory database (TEMP views there).
+        if (type & QSql::Views) names << Views();
     } catch (const Exception& e) {
         Fail(QStringLiteral("Cannot list the tables"), e, QSqlError::StatementError);
     }
+    return names;
+}
+
+QStringList TOstSqlDriver::Views() const {
+    QStringList names;
+    TOstStatement views(m_database.get());
+    views.Prepare(QStringLiteral("SELECT name FROM sqlite_schema WHERE type = 'view' "
+                                 "UNION SELECT name FROM sqlite_temp_schema WHERE type = 'view' ORDER BY 1"));
+    views.Execute();
+    while (views.Next()) names << views.Value(0).toString();
     return names;
 }
 
@@ -208,6 +228,14 @@ QSqlRecord TOstSqlDriver::record(const QString& tableName) const {
     if (!m_database) return rec;
     try {
         const QString table = Unquoted(tableName);
+        if (!m_database->TableExists(table) && Views().contains(table, Qt::CaseInsensitive)) {
+            // A view: its columns as its statement gives them.
+            TOstStatement view(m_database.get());
+            view.Prepare(QStringLiteral("SELECT * FROM %1").arg(escapeIdentifier(table, TableName)));
+            for (int i = 0; i < view.ColumnCount(); ++i)
+                rec.append(QSqlField(view.ColumnName(i), MetaTypeOfDeclared(view.ColumnDeclaredType(i)), table));
+            return rec;
+        }
         auto t = Definitions(m_database.get(), table);
         TOstFieldDefs& defs = t->GetFieldDefsOst();
         for (int i = 0; i < defs.GetCount(); ++i) {

@@ -47,6 +47,7 @@ public:
     void Fail(const QString& what, const Exception& e, QSqlError::ErrorType type) const;
 
 private:
+    QStringList Views() const;
     std::unique_ptr<TOstDatabase> m_database;
     QSet<class TOstSqlResult*> m_results;
 };

@@ -466,11 +466,32 @@ OstTableLocation OstConnection::Locate(const QString& tableName, bool create) {
         throw EOstraError(OstErr::General,
                           QStringLiteral("Table \"%1\" cannot be opened inside a running transaction").arg(tableName));
     const int limit = AttachLimit();
-    while (!m_attachInTransaction && m_attached.size() >= limit && !m_attachOrder.isEmpty()) {
-        const QString victim = m_attachOrder.takeFirst();
-        const QString alias = m_attached.take(victim);
-        const QByteArray sql = QStringLiteral("DETACH %1").arg(OstQuoteIdent(alias)).toUtf8();
-        sqlite3_exec(m_db, sql.constData(), nullptr, nullptr, nullptr);
+    if (!m_attachInTransaction && m_attached.size() >= limit) {
+        // The least recently used file goes; one that a statement still reads
+        // (a result left open) cannot be detached and stays.
+        QStringList busy;
+        bool parked = false;
+        while (m_attached.size() >= limit && !m_attachOrder.isEmpty()) {
+            const QString victim = m_attachOrder.takeFirst();
+            const QByteArray sql = QStringLiteral("DETACH %1").arg(OstQuoteIdent(m_attached.value(victim))).toUtf8();
+            int rc = sqlite3_exec(m_db, sql.constData(), nullptr, nullptr, nullptr);
+            if (rc != SQLITE_OK && !parked && !m_readers.isEmpty()) {
+                // Results being read keep every file locked: they stop and read on later.
+                const auto readers = m_readers;
+                for (const auto& park : readers) park();
+                parked = true;
+                rc = sqlite3_exec(m_db, sql.constData(), nullptr, nullptr, nullptr);
+            }
+            if (rc == SQLITE_OK) m_attached.remove(victim);
+            else busy << victim;
+        }
+        m_attachOrder = busy + m_attachOrder;
+        if (m_attached.size() >= limit)
+            throw EOstraError(OstErr::General,
+                              QStringLiteral("Table \"%1\" cannot be opened: open results are reading %2 other tables of "
+                                             "the database, the most it can use at once; finish reading one of them first")
+                                  .arg(tableName)
+                                  .arg(m_attached.size()));
     }
     BeforeAttachFile(tableName, file, create);
     const QString alias = SchemaAlias(tableName);
@@ -527,6 +548,13 @@ void OstConnection::DetachForeign(const QString& schema) {
             return;
         }
 }
+
+int OstConnection::AddReader(std::function<void()> park) {
+    m_readers.insert(++m_nextReader, std::move(park));
+    return m_nextReader;
+}
+
+void OstConnection::RemoveReader(int id) { m_readers.remove(id); }
 
 void OstConnection::Release(const QString& tableName) {
     if (m_singleFile) return;

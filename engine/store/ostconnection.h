@@ -120,6 +120,11 @@ public:
     bool UnlockQuietly(const QString& file);
     // Detaches a table file of a directory database (before delete or rename).
     void Release(const QString& tableName);
+    // Statements that read a result a row at a time (TOstStatement) hold its
+    // files attached. Registered, they are asked to let go (park: reset, to
+    // read on from the same row later) when a file must be detached.
+    int AddReader(std::function<void()> park);
+    void RemoveReader(int id);
     // Attaches a file of another database, read-only, under a schema name of
     // its own (returned quoted) so that one statement can copy from it, until
     // DetachForeign; the table files leave one place for it. Empty when that
@@ -195,6 +200,8 @@ private:
     int m_triggersGeneration = -1;
     QString m_triggersAttached;
     QStringList m_attachOrder;          // least recently used first
+    QHash<int, std::function<void()>> m_readers;
+    int m_nextReader = 0;
     QStringList m_foreign;              // schema names of files of other databases
     bool m_attachInTransaction = false; // set while settling foreign keys
     bool m_fkQueued = false;            // rows wait in a foreign-key queue

@@ -281,6 +281,59 @@ private slots:
         QSqlDatabase::removeDatabase(QStringLiteral("reading"));
     }
 
+    // A result left open on one table while a dozen others are written: more
+    // table files than a connection can hold at once.
+    void openResultWhileManyTablesChange() {
+        for (int i = 0; i < 12; ++i) {
+            auto t = Table(QStringLiteral("Shelf%1").arg(i));
+            Column(*t, QStringLiteral("Id"), dtInteger, 0, false);
+            t->IndexDefs().Add(QStringLiteral("ByPrimary"), QStringLiteral("Id"), ixPrimary | ixUnique);
+            t->CreateTable();
+        }
+        {
+            QSqlDatabase db = Open(QStringLiteral("many"));
+            QVERIFY(db.open());
+            QSqlQuery fill(db);
+            QVERIFY(fill.exec(QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1000) "
+                                             "INSERT INTO Shelf0(Id) SELECT i FROM n")));
+            // Its own views, listed as such and read like a table.
+            QVERIFY2(fill.exec(QStringLiteral("CREATE TEMP VIEW RichCustomers AS SELECT Name FROM Customers WHERE Credit > 200")),
+                     qPrintable(fill.lastError().text()));
+            QCOMPARE(db.tables(QSql::Views), QStringList({QStringLiteral("RichCustomers")}));
+            QVERIFY(!db.tables().contains(QStringLiteral("RichCustomers")));
+            QCOMPARE(db.record(QStringLiteral("RichCustomers")).fieldName(0), QStringLiteral("Name"));
+
+            QSqlQuery scroll(db), forward(db);
+            forward.setForwardOnly(true);
+            QVERIFY(scroll.exec(QStringLiteral("SELECT Id FROM Shelf0 ORDER BY Id")));
+            QVERIFY(forward.exec(QStringLiteral("SELECT Id FROM Shelf0 ORDER BY Id")));
+            QVERIFY(scroll.seek(9));
+            QVERIFY(forward.next());
+            QSqlQuery write(db);
+            for (int i = 1; i < 12; ++i)
+                QVERIFY2(write.exec(QStringLiteral("INSERT INTO Shelf%1(Id) VALUES (%1)").arg(i)), qPrintable(write.lastError().text()));
+            // Both read on where they were, the current row still there.
+            QCOMPARE(forward.value(0).toInt(), 1);
+            QCOMPARE(scroll.value(0).toInt(), 10);
+            int n = 1;
+            qint64 sum = 1;
+            while (forward.next()) {
+                ++n;
+                sum += forward.value(0).toInt();
+            }
+            QVERIFY2(!forward.lastError().isValid(), qPrintable(forward.lastError().text()));
+            QCOMPARE(n, 1000);
+            QCOMPARE(sum, qint64(500500));
+            QVERIFY(scroll.last());
+            QCOMPARE(scroll.value(0).toInt(), 1000);
+            QVERIFY(scroll.seek(0));
+            QCOMPARE(scroll.value(0).toInt(), 1);
+            QVERIFY(write.exec(QStringLiteral("SELECT count(*) FROM Shelf11")) && write.next());
+            QCOMPARE(write.value(0).toInt(), 1);
+        }
+        QSqlDatabase::removeDatabase(QStringLiteral("many"));
+    }
+
     // An encrypted table opens with the password of the connect options only.
     void encryption() {
         // Nothing of this process holds the database open with the table's key.
