@@ -322,21 +322,46 @@ void OstBatchRun::MoveBySql() {
     }
 }
 
+// Records of a dataset are read in turn. For the append and copy modes they
+// are inserted in slices, each by one statement; a slice with a record that
+// cannot be moved is undone by SQLite and moved record by record, which
+// reports it. At most one slice of records is held at a time.
 void OstBatchRun::MoveByDataset() {
     QVector<TField*> fields;
     for (const OstBatchColumn& c : m_plan.columns) fields << m_source->FieldByName(m_plan.src[c.src].name);
     const int limit = m_move.GetRecordCount();
     m_total = m_source->RecordCount();
     if (limit > 0) m_total = qMin<qint64>(m_total, limit);
+    const bool sliced = (m_mode == TOstBatchMove::batAppend || m_mode == TOstBatchMove::batCopy) && m_writer->SliceSize() > 1;
+    QVector<QVariantList> slice;
+    if (sliced) slice.reserve(m_writer->SliceSize());
     qint64 done = 0;
+    auto flush = [&] {
+        if (slice.isEmpty()) return;
+        if (m_writer->InsertSlice(slice)) {
+            m_moved += slice.size();
+        } else {
+            qint64 recNo = done - slice.size();
+            for (const QVariantList& values : std::as_const(slice)) MoveOne(++recNo, values);
+        }
+        slice.clear();
+    };
     m_source->First();
     while (!m_source->Eof() && (limit == 0 || done < limit)) {
         QVariantList values;
-        for (const TField* f : fields) values << f->Value();
-        MoveOne(++done, values);
+        values.reserve(fields.size());
+        for (const TField* f : std::as_const(fields)) values << f->Value();
+        ++done;
+        if (sliced) {
+            slice << values;
+            if (slice.size() == m_writer->SliceSize()) flush();
+        } else {
+            MoveOne(done, values);
+        }
         Progress(done);
         m_source->Next();
     }
+    flush();
 }
 
 void OstBatchRun::MoveOne(qint64 recNo, const QVariantList& values) {
