@@ -59,6 +59,7 @@ private:
     void MoveBySql();
     void MoveByDataset();
     void MoveOne(qint64 recNo, const QVariantList& values);
+    void Problem(qint64 recNo, const EOstraError& e, const QVariantList& values);
     void Progress(qint64 done);
     void Report(int percent);
 
@@ -352,7 +353,10 @@ void OstBatchRun::MoveByDataset() {
         values.reserve(fields.size());
         for (const TField* f : std::as_const(fields)) values << f->Value();
         ++done;
-        if (sliced) {
+        if (const QString problem = m_source->RecordProblem(); !problem.isEmpty()) {
+            flush(); // the report stays in the order of the records
+            Problem(done, EOstraError(OstErr::ConversionFailed, problem), values);
+        } else if (sliced) {
             slice << values;
             if (slice.size() == m_writer->SliceSize()) flush();
         } else {
@@ -369,15 +373,20 @@ void OstBatchRun::MoveOne(qint64 recNo, const QVariantList& values) {
         if (m_writer->Write(values)) ++m_moved;
     } catch (const EOstraError& e) {
         if (!OstIsRecordProblem(e)) throw;
-        if (m_move.GetAbortOnProblem())
-            throw EOstraError(e.ErrorCode(), QStringLiteral("Record %1: %2").arg(QString::number(recNo), e.Message()));
-        ++m_problems;
-        if (e.ErrorCode() == OstErr::KeyViolation) ++m_keyViols;
-        if (m_report) {
-            QStringList names;
-            for (const OstBatchColumn& c : m_plan.columns) names << m_plan.src[c.src].name;
-            m_report->write((OstBatchReportLine(recNo, e.Message(), names, values) + u'\n').toUtf8());
-        }
+        Problem(recNo, e, values);
+    }
+}
+
+// A record that cannot be moved: counted and reported, or with AbortOnProblem raised.
+void OstBatchRun::Problem(qint64 recNo, const EOstraError& e, const QVariantList& values) {
+    if (m_move.GetAbortOnProblem())
+        throw EOstraError(e.ErrorCode(), QStringLiteral("Record %1: %2").arg(QString::number(recNo), e.Message()));
+    ++m_problems;
+    if (e.ErrorCode() == OstErr::KeyViolation) ++m_keyViols;
+    if (m_report) {
+        QStringList names;
+        for (const OstBatchColumn& c : m_plan.columns) names << m_plan.src[c.src].name;
+        m_report->write((OstBatchReportLine(recNo, e.Message(), names, values) + u'\n').toUtf8());
     }
 }
 
