@@ -59,6 +59,7 @@ private:
     void MoveBySql();
     void MoveByDataset();
     void MoveOne(qint64 recNo, const QVariantList& values);
+    void Problem(qint64 recNo, const EOstraError& e, const QVariantList& values);
     void Progress(qint64 done);
     void Report(int percent);
 
@@ -322,21 +323,49 @@ void OstBatchRun::MoveBySql() {
     }
 }
 
+// Records of a dataset are read in turn. For the append and copy modes they
+// are inserted in slices, each by one statement; a slice with a record that
+// cannot be moved is undone by SQLite and moved record by record, which
+// reports it. At most one slice of records is held at a time.
 void OstBatchRun::MoveByDataset() {
     QVector<TField*> fields;
     for (const OstBatchColumn& c : m_plan.columns) fields << m_source->FieldByName(m_plan.src[c.src].name);
     const int limit = m_move.GetRecordCount();
     m_total = m_source->RecordCount();
     if (limit > 0) m_total = qMin<qint64>(m_total, limit);
+    const bool sliced = (m_mode == TOstBatchMove::batAppend || m_mode == TOstBatchMove::batCopy) && m_writer->SliceSize() > 1;
+    QVector<QVariantList> slice;
+    if (sliced) slice.reserve(m_writer->SliceSize());
     qint64 done = 0;
+    auto flush = [&] {
+        if (slice.isEmpty()) return;
+        if (m_writer->InsertSlice(slice)) {
+            m_moved += slice.size();
+        } else {
+            qint64 recNo = done - slice.size();
+            for (const QVariantList& values : std::as_const(slice)) MoveOne(++recNo, values);
+        }
+        slice.clear();
+    };
     m_source->First();
     while (!m_source->Eof() && (limit == 0 || done < limit)) {
         QVariantList values;
-        for (const TField* f : fields) values << f->Value();
-        MoveOne(++done, values);
+        values.reserve(fields.size());
+        for (const TField* f : std::as_const(fields)) values << f->Value();
+        ++done;
+        if (const QString problem = m_source->RecordProblem(); !problem.isEmpty()) {
+            flush(); // the report stays in the order of the records
+            Problem(done, EOstraError(OstErr::ConversionFailed, problem), values);
+        } else if (sliced) {
+            slice << values;
+            if (slice.size() == m_writer->SliceSize()) flush();
+        } else {
+            MoveOne(done, values);
+        }
         Progress(done);
         m_source->Next();
     }
+    flush();
 }
 
 void OstBatchRun::MoveOne(qint64 recNo, const QVariantList& values) {
@@ -344,15 +373,20 @@ void OstBatchRun::MoveOne(qint64 recNo, const QVariantList& values) {
         if (m_writer->Write(values)) ++m_moved;
     } catch (const EOstraError& e) {
         if (!OstIsRecordProblem(e)) throw;
-        if (m_move.GetAbortOnProblem())
-            throw EOstraError(e.ErrorCode(), QStringLiteral("Record %1: %2").arg(QString::number(recNo), e.Message()));
-        ++m_problems;
-        if (e.ErrorCode() == OstErr::KeyViolation) ++m_keyViols;
-        if (m_report) {
-            QStringList names;
-            for (const OstBatchColumn& c : m_plan.columns) names << m_plan.src[c.src].name;
-            m_report->write((OstBatchReportLine(recNo, e.Message(), names, values) + u'\n').toUtf8());
-        }
+        Problem(recNo, e, values);
+    }
+}
+
+// A record that cannot be moved: counted and reported, or with AbortOnProblem raised.
+void OstBatchRun::Problem(qint64 recNo, const EOstraError& e, const QVariantList& values) {
+    if (m_move.GetAbortOnProblem())
+        throw EOstraError(e.ErrorCode(), QStringLiteral("Record %1: %2").arg(QString::number(recNo), e.Message()));
+    ++m_problems;
+    if (e.ErrorCode() == OstErr::KeyViolation) ++m_keyViols;
+    if (m_report) {
+        QStringList names;
+        for (const OstBatchColumn& c : m_plan.columns) names << m_plan.src[c.src].name;
+        m_report->write((OstBatchReportLine(recNo, e.Message(), names, values) + u'\n').toUtf8());
     }
 }
 

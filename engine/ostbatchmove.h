@@ -26,8 +26,11 @@
 // ordered by an index): inside the database, or with the source's file
 // attached to the destination's connection when it is another database
 // (encrypted files included); a slice of records in which a problem occurs is
-// redone record by record, so the problems are reported as above. Every other
-// combination goes record by record.
+// redone record by record, so the problems are reported as above. Records of
+// any other dataset (a query, a filtered table, a classic dataset, a CSV file)
+// are appended in slices of about 200 records, one INSERT with bound values
+// each, redone record by record in the same way. The update and delete modes
+// go record by record.
 #pragma once
 
 #include "engine/ostengine.h"

@@ -148,6 +148,10 @@ public:
     // a fields editor should create as persistent ones.
     virtual const QMetaObject* GetFieldClass(TFieldType type) const;
     QVariant FieldValue(int index) const;
+    // Why the current record could not be read whole from its source (a line
+    // of a file with too few or too many values), empty when it could. A
+    // batch move reports such a record as a problem instead of moving it.
+    virtual QString RecordProblem() const { return QString(); }
 
     void Append();
     void Insert();

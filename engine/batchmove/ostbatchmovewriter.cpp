@@ -189,21 +189,30 @@ bool OstIsRecordProblem(const EOstraError& e) {
 
 // ---------------------------------------------------------------- writer
 
-OstBatchWriter::OstBatchWriter(OstConnection& c, const OstBatchPlan& p, Action action) : m_plan(p), m_action(action) {
+OstBatchWriter::OstBatchWriter(OstConnection& c, const OstBatchPlan& p, Action action) : m_conn(c), m_plan(p), m_action(action) {
     const OstTableMeta& m = p.dst;
     const OstTableLocation loc = c.Locate(m.name);
     const int ai = OstAutoIncColumn(m);
     if (action == Insert || action == InsertOrUpdate) {
         // A null value lets the column's default apply, as it does when a post leaves a column unassigned.
-        QStringList cols, values;
+        QStringList cols, values, anonymous;
         for (int i = 0; i < p.columns.size(); ++i) {
             const OstColumnMeta& col = m.columns[p.columns[i].dst];
             const QString d = DefaultOrEmpty(m, col);
             cols << Q(col.name);
             values << (d.isEmpty() ? QStringLiteral("?%1").arg(i + 1) : QStringLiteral("COALESCE(?%1, ").arg(i + 1) + d + u')');
+            anonymous << (d.isEmpty() ? QStringLiteral("?") : QStringLiteral("COALESCE(?, ") + d + u')');
         }
         m_insert = std::make_unique<OstStmt>(c.Db(), QStringLiteral("INSERT INTO %1(%2) VALUES(%3)")
                                                          .arg(loc.qualified(), cols.join(u','), values.join(u',')));
+        if (action == Insert) {
+            // The same values for many records, their parameters numbered in turn.
+            m_sliceHead = QStringLiteral("INSERT INTO %1(%2) VALUES").arg(loc.qualified(), cols.join(u','));
+            m_sliceRow = u'(' + anonymous.join(u',') + u')';
+            // About 200 records, within the parameters a statement may have.
+            const int params = sqlite3_limit(c.Db(), SQLITE_LIMIT_VARIABLE_NUMBER, -1);
+            m_sliceSize = p.columns.isEmpty() ? 1 : qBound(1, params / int(p.columns.size()), 200);
+        }
     }
     if (action != Insert) {
         QStringList where;
@@ -306,6 +315,65 @@ void OstBatchWriter::CheckLinks(const QVariantList& stored) {
                                                                .arg(col.name, col.spec.trimmed(), QString::number(v.toLongLong())));
         }
     }
+}
+
+OstStmt& OstBatchWriter::SliceStatement(int rows) {
+    auto make = [&] {
+        QString sql = m_sliceHead;
+        sql.reserve(sql.size() + rows * (m_sliceRow.size() + 1));
+        for (int r = 0; r < rows; ++r) {
+            if (r) sql += u',';
+            sql += m_sliceRow;
+        }
+        return std::make_unique<OstStmt>(m_conn.Db(), sql);
+    };
+    if (rows == m_sliceSize) {
+        if (!m_slice) m_slice = make();
+        return *m_slice;
+    }
+    if (!m_sliceTail || m_sliceTailRows != rows) {
+        m_sliceTail.reset();
+        m_sliceTail = make();
+        m_sliceTailRows = rows;
+    }
+    return *m_sliceTail;
+}
+
+bool OstBatchWriter::InsertSlice(const QVector<QVariantList>& records) {
+    Q_ASSERT(m_action == Insert && !m_sliceHead.isEmpty());
+    if (records.isEmpty()) return true;
+    const OstTableMeta& m = m_plan.dst;
+    const int n = m_plan.columns.size();
+    OstStmt& st = SliceStatement(int(records.size()));
+    st.Reset();
+    sqlite3_stmt* h = st.Handle();
+    int param = 0;
+    for (const QVariantList& values : records) {
+        m_stored.clear();
+        for (int i = 0; i < n; ++i) {
+            QString error;
+            m_stored << OstToStorage(values.value(i), m.columns[m_plan.columns[i].dst], error);
+            if (!error.isEmpty()) return false;
+        }
+        try {
+            CheckLinks(m_stored);
+        } catch (const EOstraError& e) {
+            if (!OstIsRecordProblem(e)) throw;
+            return false;
+        }
+        for (int i = 0; i < n; ++i) OstBindValue(h, ++param, m_stored.at(i));
+    }
+    // Any pending work of the statements before belongs to them, not to this one.
+    m_conn.SettleStatement();
+    try {
+        st.Step();
+    } catch (const EOstraError& e) {
+        if (!OstIsRecordProblem(e)) throw;
+        // SQLite has undone the statement; what it left to be done goes with it.
+        m_conn.DiscardStatement();
+        return false;
+    }
+    return true;
 }
 
 void OstBatchWriter::DoInsert(const QVariantList& stored) {

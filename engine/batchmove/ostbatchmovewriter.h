@@ -49,6 +49,13 @@ public:
     // Returns false when update or delete found no record with its key;
     // raises EOstraError when the record cannot be moved.
     bool Write(const QVariantList& values);
+    // Inserts records (Insert only) by one statement, converted and checked
+    // as Write does it. False when one of them is a problem of its own: then
+    // none of them was written, and moving them one by one with Write
+    // reports it. Raises EOstraError for anything else.
+    bool InsertSlice(const QVector<QVariantList>& records);
+    // The number of records InsertSlice takes best (1: no slices).
+    int SliceSize() const { return m_sliceSize; }
 
 private:
     bool Find(const QVariantList& stored, qint64& id);
@@ -56,8 +63,16 @@ private:
     void DoInsert(const QVariantList& stored);
     void DoUpdate(const QVariantList& stored, qint64 id);
 
+    OstStmt& SliceStatement(int rows);
+
+    OstConnection& m_conn;
     const OstBatchPlan& m_plan;
     Action m_action;
+    QString m_sliceHead, m_sliceRow; // INSERT INTO ... VALUES and one row's values
+    int m_sliceSize = 1;
+    std::unique_ptr<OstStmt> m_slice, m_sliceTail; // for SliceSize() records, for fewer
+    int m_sliceTailRows = 0;
+    QVariantList m_stored;
     QVector<int> m_updated; // plan columns an update sets
     std::unique_ptr<OstStmt> m_insert, m_update, m_delete, m_find;
     QVector<std::pair<int, std::shared_ptr<OstStmt>>> m_links; // plan column, lookup in the linked table

@@ -120,8 +120,12 @@ void OstBindValue(sqlite3_stmt* m_stmt, int i, const QVariant& v) {
         break;
     }
     default: {
+        // Bound with its terminating NUL where the text holds none: SQLite then
+        // keeps it terminated, and the functions of the column checks read it
+        // without copying it again.
         const QByteArray t = v.toString().toUtf8();
-        sqlite3_bind_text(m_stmt, i, t.constData(), t.size(), SQLITE_TRANSIENT);
+        const bool plain = qstrlen(t.constData()) == size_t(t.size());
+        sqlite3_bind_text(m_stmt, i, t.constData(), plain ? -1 : int(t.size()), SQLITE_TRANSIENT);
     }
     }
 }

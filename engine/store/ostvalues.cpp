@@ -49,17 +49,91 @@ static bool ParseDouble(const QVariant& v, double& out) {
     return ok && std::isfinite(out);
 }
 
+// A date and a time of day from a value, without going through the local
+// time zone (a stored date and time is the wall-clock time as given).
+static bool ParseDateAndTime(const QVariant& v, QDate& d, QTime& t) {
+    switch (v.typeId()) {
+    case QMetaType::QDateTime: {
+        const QDateTime dt = v.toDateTime();
+        d = dt.date();
+        t = dt.time();
+        return dt.isValid();
+    }
+    case QMetaType::QDate: d = v.toDate(); t = QTime(0, 0); return true;
+    case QMetaType::QTime: d = QDate(1899, 12, 30); t = v.toTime(); return true;
+    default:
+        // ISO first, then the locale's own formats, then month first (see ostdatetext.h).
+        if (!OstParseDateTimeText(v.toString(), d, t)) return false;
+        if (!t.isValid()) t = QTime(0, 0);
+        return true;
+    }
+}
+
 static QDateTime ParseDateTime(const QVariant& v, bool& ok) {
-    ok = true;
-    if (v.typeId() == QMetaType::QDateTime) return v.toDateTime();
-    if (v.typeId() == QMetaType::QDate) return QDateTime(v.toDate(), QTime(0, 0));
-    if (v.typeId() == QMetaType::QTime) return QDateTime(QDate(1899, 12, 30), v.toTime());
-    // ISO first, then the locale's own formats, then month first (see ostdatetext.h).
     QDate d;
     QTime t;
-    if (OstParseDateTimeText(v.toString(), d, t)) return QDateTime(d, t);
-    ok = false;
-    return {};
+    ok = ParseDateAndTime(v, d, t);
+    return ok ? QDateTime(d, t) : QDateTime();
+}
+
+// Stored text of dates and times: "yyyy-MM-dd", "HH:mm:ss.zzz" and
+// "yyyy-MM-ddTHH:mm:ss.zzz", written digit by digit (bulk moves write
+// millions of them); years outside 1 to 9999 go through Qt's formatting.
+static void PutDigits(QChar*& out, int n, int width) {
+    for (int i = width - 1; i >= 0; --i, n /= 10) out[i] = QChar(u'0' + n % 10);
+    out += width;
+}
+
+static bool PlainYear(const QDate& d) { return d.isValid() && d.year() >= 1 && d.year() <= 9999; }
+
+static void PutDate(QChar*& out, const QDate& d) {
+    int y = 0, m = 0, day = 0;
+    d.getDate(&y, &m, &day);
+    PutDigits(out, y, 4);
+    *out++ = u'-';
+    PutDigits(out, m, 2);
+    *out++ = u'-';
+    PutDigits(out, day, 2);
+}
+
+static void PutTime(QChar*& out, const QTime& t, int parts) {
+    PutDigits(out, t.hour(), 2);
+    *out++ = u':';
+    PutDigits(out, t.minute(), 2);
+    if (parts < 3) return;
+    *out++ = u':';
+    PutDigits(out, t.second(), 2);
+    if (parts < 4) return;
+    *out++ = u'.';
+    PutDigits(out, t.msec(), 3);
+}
+
+static QString IsoDate(const QDate& d) {
+    if (!PlainYear(d)) return d.toString(Qt::ISODate);
+    QString s(10, Qt::Uninitialized);
+    QChar* out = s.data();
+    PutDate(out, d);
+    return s;
+}
+
+static QString IsoTime(const QTime& t, int parts) {
+    static const QString formats[] = {QStringLiteral("HH:mm"), QStringLiteral("HH:mm:ss"), QStringLiteral("HH:mm:ss.zzz")};
+    if (!t.isValid()) return t.toString(formats[parts - 2]);
+    QString s(parts == 2 ? 5 : parts == 3 ? 8 : 12, Qt::Uninitialized);
+    QChar* out = s.data();
+    PutTime(out, t, parts);
+    return s;
+}
+
+static QString IsoDateTime(const QDate& d, const QTime& t) {
+    if (!PlainYear(d) || !t.isValid())
+        return QDateTime(d, t).toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz"));
+    QString s(23, Qt::Uninitialized);
+    QChar* out = s.data();
+    PutDate(out, d);
+    *out++ = u'T';
+    PutTime(out, t, 4);
+    return s;
 }
 
 static QTime ParseTime(const QVariant& v, bool& ok) {
@@ -90,7 +164,10 @@ QVariant OstToStorage(const QVariant& value, const OstColumnMeta& col, QString& 
     switch (col.type) {
     case dtChar: case dtString: case dtWideString: case dtMemo: case dtWideMemo: case dtGuid: case dtEnum: {
         QString s = value.typeId() == QMetaType::QByteArray ? QString::fromUtf8(value.toByteArray()) : value.toString();
-        if (value.typeId() == QMetaType::QDateTime) s = value.toDateTime().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz"));
+        if (value.typeId() == QMetaType::QDateTime) {
+            const QDateTime dt = value.toDateTime();
+            s = IsoDateTime(dt.date(), dt.time());
+        }
         if (!IsWideType(col.type) && col.type != dtEnum && col.type != dtGuid) {
             for (QChar ch : s)
                 if (ch.unicode() > 0xFF)
@@ -143,24 +220,22 @@ QVariant OstToStorage(const QVariant& value, const OstColumnMeta& col, QString& 
         return static_cast<qlonglong>(n);
     }
     case dtDate: {
-        bool ok = false;
-        const QDateTime dt = ParseDateTime(value, ok);
-        if (!ok || !dt.date().isValid()) return fail(QStringLiteral("'%1' is not a date").arg(Shown(value)));
-        return dt.date().toString(Qt::ISODate);
+        QDate d;
+        QTime t;
+        if (!ParseDateAndTime(value, d, t) || !d.isValid()) return fail(QStringLiteral("'%1' is not a date").arg(Shown(value)));
+        return IsoDate(d);
     }
     case dtTime: {
         bool ok = false;
         QTime t = ParseTime(value, ok);
         if (!ok) return fail(QStringLiteral("'%1' is not a time").arg(Shown(value)));
-        if (col.precision == 2) return t.toString(QStringLiteral("HH:mm"));
-        if (col.precision == 4) return t.toString(QStringLiteral("HH:mm:ss.zzz"));
-        return t.toString(QStringLiteral("HH:mm:ss"));
+        return IsoTime(t, col.precision == 2 ? 2 : col.precision == 4 ? 4 : 3);
     }
     case dtDateTime: {
-        bool ok = false;
-        const QDateTime dt = ParseDateTime(value, ok);
-        if (!ok) return fail(QStringLiteral("'%1' is not a date and time").arg(Shown(value)));
-        return dt.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz"));
+        QDate d;
+        QTime t;
+        if (!ParseDateAndTime(value, d, t)) return fail(QStringLiteral("'%1' is not a date and time").arg(Shown(value)));
+        return IsoDateTime(d, t);
     }
     case dtBlob:
         if (value.typeId() == QMetaType::QByteArray) return value;

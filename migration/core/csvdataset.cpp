@@ -151,10 +151,9 @@ void TCsvDataSet::InternalOpen() {
     int count = 0;
     while (ReadRow(row)) {
         if (row.size() == 1 && row[0].isEmpty()) continue; // a blank line
-        if (row.size() != header.size())
-            throw EDatabaseError(QStringLiteral("\"%1\", line %2: %3 values, but the first line names %4 columns")
-                                     .arg(m_fileName).arg(m_line).arg(row.size()).arg(header.size()));
-        for (int i = 0; i < row.size(); ++i) guesses[i].See(row[i]);
+        // A line with a wrong number of values is a record that a batch move reports.
+        if (row.size() == header.size())
+            for (int i = 0; i < row.size(); ++i) guesses[i].See(row[i]);
         ++count;
     }
     FieldDefs().Clear();
@@ -175,11 +174,18 @@ void TCsvDataSet::InternalOpen() {
     Rewind();
 }
 
+QString TCsvDataSet::RecordProblem() const {
+    if (!m_file || RecNo() < 1) return QString();
+    if (RecNo() - 1 != m_pos) InternalGetRecord(RecNo() - 1);
+    return m_problem;
+}
+
 void TCsvDataSet::InternalClose() {
     m_file.reset();
     m_count = 0;
     m_pos = -1;
     m_current.clear();
+    m_problem.clear();
 }
 
 QVariantList TCsvDataSet::InternalGetRecord(int recNo) const {
@@ -197,6 +203,9 @@ QVariantList TCsvDataSet::InternalGetRecord(int recNo) const {
     }
     m_current.clear();
     const int n = const_cast<TCsvDataSet*>(this)->FieldDefs().Count();
+    m_problem.clear();
+    if (row.size() != n)
+        m_problem = QStringLiteral("line %1: %2 values, but the first line names %3 columns").arg(m_line).arg(row.size()).arg(n);
     for (int i = 0; i < n; ++i) {
         const QString v = row.value(i);
         m_current << (v.isEmpty() ? QVariant() : QVariant(v));

@@ -6,6 +6,9 @@
 // numbers, numbers, True/False, ISO dates and date-times, else text of the
 // longest value's length); SetColumnType overrides what was found. Records
 // are then read from the file as the dataset moves on, never all at once.
+// A line with more or fewer values than the first one names is a record all
+// the same (missing values NULL, extra ones left out) whose RecordProblem
+// says so; its values do not count towards the column types.
 #pragma once
 
 #include "engine/base/sysutils.h"
@@ -39,6 +42,9 @@ protected:
     int InternalRecordCount() const override { return m_count; }
     QVariantList InternalGetRecord(int recNo) const override;
 
+public:
+    QString RecordProblem() const override;
+
 private:
     struct Override {
         TFieldType type;
@@ -55,4 +61,5 @@ private:
     mutable std::unique_ptr<QFile> m_file;
     mutable int m_pos = -1, m_line = 0;
     mutable QVariantList m_current;
+    mutable QString m_problem; // of the record m_pos
 };

@@ -25,3 +25,17 @@ QJsonObject DescribeJson(const QString& db, const QString& table);
 
 // `ostra sql DB STATEMENT --csv` output; empty when it failed.
 QString SqlCsv(const QString& db, const QString& statement);
+
+// A run that succeeded; one that failed with CODE and an "ostra: " message containing TEXT.
+#define EXPECT_OK(run)                                                                                               \
+    do {                                                                                                             \
+        const CliRun& r_ = (run);                                                                                    \
+        QVERIFY2(r_.finished && r_.exitCode == 0, r_.Describe().constData());                                        \
+    } while (0)
+#define EXPECT_FAIL(run, code, text)                                                                                 \
+    do {                                                                                                             \
+        const CliRun& r_ = (run);                                                                                    \
+        QVERIFY2(r_.finished && r_.exitCode == (code), r_.Describe().constData());                                   \
+        QVERIFY2(r_.err.startsWith(QStringLiteral("ostra: ")) && r_.err.contains(QStringLiteral(text)),            \
+                 r_.Describe().constData());                                                                         \
+    } while (0)

@@ -38,18 +38,6 @@ void AddLayouts() {
     QTest::newRow("single file") << true;
 }
 
-#define EXPECT_OK(run)                                                                                               \
-    do {                                                                                                             \
-        const CliRun& r_ = (run);                                                                                    \
-        QVERIFY2(r_.finished && r_.exitCode == 0, r_.Describe().constData());                                        \
-    } while (0)
-#define EXPECT_FAIL(run, code, text)                                                                                 \
-    do {                                                                                                             \
-        const CliRun& r_ = (run);                                                                                    \
-        QVERIFY2(r_.finished && r_.exitCode == (code), r_.Describe().constData());                                   \
-        QVERIFY2(r_.err.startsWith(QStringLiteral("ostra: ")) && r_.err.contains(QStringLiteral(text)),            \
-                 r_.Describe().constData());                                                                         \
-    } while (0)
 
 // A parent table given with the fewest keys: the rest must come back as a new definition's defaults.
 // A description without the engine's figures of each index (tst_cliindexes checks those).

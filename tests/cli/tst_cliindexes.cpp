@@ -11,18 +11,6 @@
 
 namespace {
 
-#define EXPECT_OK(run)                                                                                               \
-    do {                                                                                                             \
-        const CliRun& r_ = (run);                                                                                    \
-        QVERIFY2(r_.finished && r_.exitCode == 0, r_.Describe().constData());                                        \
-    } while (0)
-#define EXPECT_FAIL(run, code, text)                                                                                 \
-    do {                                                                                                             \
-        const CliRun& r_ = (run);                                                                                    \
-        QVERIFY2(r_.finished && r_.exitCode == (code), r_.Describe().constData());                                   \
-        QVERIFY2(r_.err.startsWith(QStringLiteral("ostra: ")) && r_.err.contains(QStringLiteral(text)),            \
-                 r_.Describe().constData());                                                                         \
-    } while (0)
 
 const char* const Notes = R"js({"name": "Notes", "columns": [
   {"name": "Id", "type": "dtAutoInc"},

@@ -12,18 +12,6 @@
 
 namespace {
 
-#define EXPECT_OK(run)                                                                                               \
-    do {                                                                                                             \
-        const CliRun& r_ = (run);                                                                                    \
-        QVERIFY2(r_.finished && r_.exitCode == 0, r_.Describe().constData());                                        \
-    } while (0)
-#define EXPECT_FAIL(run, code, text)                                                                                 \
-    do {                                                                                                             \
-        const CliRun& r_ = (run);                                                                                    \
-        QVERIFY2(r_.finished && r_.exitCode == (code), r_.Describe().constData());                                   \
-        QVERIFY2(r_.err.startsWith(QStringLiteral("ostra: ")) && r_.err.contains(QStringLiteral(text)),            \
-                 r_.Describe().constData());                                                                         \
-    } while (0)
 
 const QString NoChanges = QStringLiteral("\tNo changes to table structure\n");
 const QString InPlace = QStringLiteral("Applying changes the table in place: no rows are copied.\n");

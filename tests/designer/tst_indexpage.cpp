@@ -18,6 +18,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QProcess>
 #include <QProgressBar>
 #include <QRadioButton>
 #include <QSpinBox>
@@ -323,6 +324,14 @@ void TstIndexPage::fulltextWithNewEncryptedDictionary() {
     QVERIFY(!raw.readAll().contains("coffee")); // no word readable in the file
     // Found by a search; a new row is kept in the dictionary at once.
     QCOMPARE(Column(location, "SELECT RecordId FROM ostra_search('Docs', 'tea cake')"), QStringList({"3"}));
+    // And by the command line, given the dictionary's password.
+    QProcess ostra;
+    ostra.start(OSTRA_CLI_PATH, {"--password=lexicon1", "search", location, "Docs", "tea cake", "--csv"});
+    ostra.closeWriteChannel();
+    QVERIFY(ostra.waitForFinished(60000));
+    const QString found = QString::fromUtf8(ostra.readAllStandardOutput());
+    QVERIFY2(ostra.exitCode() == 0, qPrintable(found + QString::fromUtf8(ostra.readAllStandardError())));
+    QVERIFY2(found.contains("Tea with cake") && !found.contains("Coffee with cake"), qPrintable(found));
     docs.AppendRecord({QVariant(), "More", "tea again"});
     QCOMPARE(Column(location, "SELECT Relevance FROM DocsWords WHERE Keyword = 'tea'"), QStringList({"3"}));
     docs.ReadDefinitions();

@@ -156,6 +156,7 @@ private slots:
     void copyFromAnotherDatabaseWithEveryPlaceTaken();
     void keysAsTheIndexComparesThem();
     void queriesAndOtherDatabases();
+    void datasetRecordsInSlices();
 };
 
 void TstBatchMove::everyMode() {
@@ -611,6 +612,56 @@ void TstBatchMove::queriesAndOtherDatabases() {
     back.move->Execute();
     dir.db->Commit();
     QCOMPARE(Rows(dir, "SELECT * FROM Dst ORDER BY Code"), QStringLiteral("A|Ann|1\nB|Bob|2\nC|Cid|3"));
+}
+
+// A dataset that is no engine table (here a query) is appended in slices of
+// records, each by one statement: a record that cannot be moved in the middle
+// of a slice leaves the others of its slice moved and is reported with its
+// own number, as record by record.
+void TstBatchMove::datasetRecordsInSlices() {
+    TestDb db(true);
+    MakeSimpleTables(db);
+    FillNumbered(db, QStringLiteral("Src"), 1000);
+    // 450: too long for Dst's Name (20); 451: the key of record 10, of another slice;
+    // 452: a null key becomes the default '' (record 453's key then is taken).
+    db.Exec(QStringLiteral("UPDATE Src SET Code = 'K000010' WHERE Qty = 451"));
+    db.Exec(QStringLiteral("UPDATE Src SET Code = NULL WHERE Qty = 452"));
+    db.Exec(QStringLiteral("UPDATE Src SET Code = '' WHERE Qty = 453"));
+    Module m;
+    m.SourceQuery(db, QStringLiteral("SELECT Code, CASE Qty WHEN 450 THEN 'a name longer than twenty' ELSE Name END AS Name, Qty "
+                                     "FROM Src ORDER BY Qty"));
+    m.Destination(db, QStringLiteral("Dst"));
+    const QString report = db.dir.filePath(QStringLiteral("slices.txt"));
+    m.move->SetFileName(report);
+
+    m.move->SetAbortOnProblem(true);
+    const EOstraError e = Raised([&] { m.move->Execute(); });
+    QCOMPARE(e.ErrorCode(), OstErr::ConversionFailed);
+    QVERIFY2(e.Message().startsWith("Record 450: Column \"Name\": 'a name longer than twenty' is longer than 20"), qPrintable(e.Message()));
+    QCOMPARE(Rows(db, "SELECT count(*) FROM Dst"), QStringLiteral("0"));
+
+    m.move->SetAbortOnProblem(false);
+    m.move->Execute();
+    QCOMPARE(m.move->MovedCount(), 997);
+    QCOMPARE(m.move->ProblemCount(), 3);
+    QCOMPARE(m.move->KeyViolCount(), 2);
+    QCOMPARE(Rows(db, "SELECT count(*), min(Qty), max(Qty), sum(Qty) FROM Dst"),
+             QString("997|1|1000|%1").arg(500500 - 450 - 451 - 453));
+    QCOMPARE(Rows(db, "SELECT Name FROM Dst WHERE Qty IN (449, 452, 454) ORDER BY Qty"), QStringLiteral("name 449\nname 452\nname 454"));
+    const QStringList lines = FileLines(report);
+    QCOMPARE(lines.size(), 3);
+    QVERIFY2(lines[0].startsWith("Record 450: Column \"Name\": "), qPrintable(lines[0]));
+    QVERIFY2(lines[1].startsWith("Record 451: Key violation") && lines[1].endsWith("Code='K000010', Name='name 451', Qty=451"),
+             qPrintable(lines[1]));
+    QVERIFY2(lines[2].startsWith("Record 453: Key violation") && lines[2].endsWith("Code='', Name='name 453', Qty=453"),
+             qPrintable(lines[2]));
+
+    // The same records appended again: every one is a key violation, in every slice.
+    m.move->Execute();
+    QCOMPARE(m.move->MovedCount(), 0);
+    QCOMPARE(m.move->KeyViolCount(), 999);
+    QCOMPARE(m.move->ProblemCount(), 1000);
+    QCOMPARE(Rows(db, "SELECT count(*) FROM Dst"), QStringLiteral("997"));
 }
 
 QTEST_GUILESS_MAIN(TstBatchMove)
