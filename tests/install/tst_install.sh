@@ -23,7 +23,8 @@ plugin=$(find "$prefix" -path '*/sqldrivers/libqsqlostra.so')
 # Nothing installed looks into the build tree, and the programs find the
 # installed libraries by themselves.
 for f in "$prefix"/bin/* "$prefix/$libdir"/ostra/*.so "$plugin"; do
-  if readelf -d "$f" | grep -E 'R(UN)?PATH' | grep -q "$build"; then fail "$f searches the build tree"; fi
+  dyn=$(readelf -d "$f")
+  if [[ $(grep -E 'R(UN)?PATH' <<<"$dyn") == *"$build"* ]]; then fail "$f searches the build tree"; fi
 done
 out=$(env -u LD_LIBRARY_PATH "$prefix/bin/ostra" --version) || fail "ostra --version"
 [ "$out" = "ostra $version" ] || fail "ostra --version says '$out'"
@@ -49,5 +50,6 @@ check_example "$work/example/notes" "$work"
 flags=$(PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig" pkg-config --cflags --libs ostra) || fail "pkg-config ostra"
 g++ -std=c++20 -fPIC -o "$work/notes-pc" "$src/examples/notes/main.cpp" $flags -Wl,-rpath,"$prefix/$libdir" \
   || fail "building with pkg-config"
-"$work/notes-pc" "$work/Notes.ostdm" coffee | grep -q '^1 notes hold "coffee"' || fail "the pkg-config build"
+out=$("$work/notes-pc" "$work/Notes.ostdm" coffee) || fail "the pkg-config build: $out"
+grep -q '^1 notes hold "coffee"' <<<"$out" || fail "the pkg-config build: $out"
 echo "install: ok"

@@ -32,6 +32,8 @@ libdir=$(dirname "$(cd "$root" && ls usr/lib*/libostengine.so)")
 dir=$pkg/data; mkdir -p "$dir"
 make_notes "$root/usr/bin/ostra" "$dir"
 export LD_LIBRARY_PATH=$root/$libdir
-ldd "$work/example/notes" | grep -q "$root/$libdir/libostengine.so" || fail "the example does not use the package's engine"
+# (output captured first: grep -q leaving early would end ldd with SIGPIPE under pipefail)
+deps=$(ldd "$work/example/notes")
+grep -q "$root/$libdir/libostengine.so" <<<"$deps" || fail "the example does not use the package's engine: $deps"
 check_example "$work/example/notes" "$dir"
 echo "package: ok"
