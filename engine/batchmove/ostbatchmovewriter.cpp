@@ -11,6 +11,32 @@ namespace {
 
 QString Q(const QString& s) { return OstQuoteIdent(s); }
 
+// The name in a quoted identifier.
+QString Unquote(const QString& quoted) {
+    if (quoted.size() < 2 || !quoted.startsWith(u'"') || !quoted.endsWith(u'"')) return quoted;
+    return quoted.mid(1, quoted.size() - 2).replace(QStringLiteral("\"\""), QStringLiteral("\""));
+}
+
+// True when the table as stored has exactly the checks the engine gives its
+// definitions, nothing of the table's own and no triggers.
+bool ChecksAreTheEnginesOwn(OstConnection& c, const OstTableLocation& loc, const OstTableMeta& m) {
+    if (!m.checks.isEmpty()) return false;
+    const QString name = Unquote(loc.table);
+    OstStmt triggers(c.Db(), QStringLiteral("SELECT count(*) FROM %1.sqlite_master WHERE type = 'trigger' AND tbl_name = ?1").arg(loc.schema));
+    triggers.Bind(1, name);
+    if (!triggers.Step() || triggers.Int64(0) != 0) return false;
+    OstStmt table(c.Db(), QStringLiteral("SELECT sql FROM %1.sqlite_master WHERE type = 'table' AND name = ?1").arg(loc.schema));
+    table.Bind(1, name);
+    if (!table.Step()) return false;
+    // The body after the name, as the engine writes it for these definitions.
+    const auto body = [](const QString& sql) {
+        const int at = sql.indexOf(QStringLiteral("(\n"));
+        return at < 0 ? QString() : sql.mid(at);
+    };
+    const QString stored = body(table.Text(0));
+    return !stored.isEmpty() && stored == body(OstCreateTableSql(m, loc.schema, loc.table));
+}
+
 [[noreturn]] void Refuse(const QString& message) { throw EOstraError(OstErr::InvalidDefinition, message); }
 
 // The source column of a name: the exact spelling first, then regardless of case.
@@ -212,6 +238,7 @@ OstBatchWriter::OstBatchWriter(OstConnection& c, const OstBatchPlan& p, Action a
             // About 200 records, within the parameters a statement may have.
             const int params = sqlite3_limit(c.Db(), SQLITE_LIMIT_VARIABLE_NUMBER, -1);
             m_sliceSize = p.columns.isEmpty() ? 1 : qBound(1, params / int(p.columns.size()), 200);
+            SetUpChecksInCode(loc);
         }
     }
     if (action != Insert) {
@@ -317,6 +344,40 @@ void OstBatchWriter::CheckLinks(const QVariantList& stored) {
     }
 }
 
+void OstBatchWriter::SetUpChecksInCode(const OstTableLocation& loc) {
+    const OstTableMeta& m = m_plan.dst;
+    if (!ChecksAreTheEnginesOwn(m_conn, loc, m)) return;
+    QSet<QString> keyColumns;
+    for (const OstIndexMeta& ix : m.indexes) {
+        if (!(ix.options & ixPrimary)) continue;
+        if (ix.options & ixExpression) return;
+        for (const QString& e : OstSplitFields(ix.fields)) {
+            QString col;
+            int len;
+            if (!OstParseFieldEntry(e, col, len)) return;
+            keyColumns << col.toLower();
+        }
+    }
+    for (const OstBatchColumn& bc : m_plan.columns) {
+        const OstColumnMeta& col = m.columns[bc.dst];
+        m_keyColumn << keyColumns.remove(col.name.toLower());
+        m_hasDefault << !DefaultOrEmpty(m, col).isEmpty();
+    }
+    if (!keyColumns.isEmpty()) return; // a key column the records leave to its default
+    m_checksOff = std::make_unique<OstStmt>(m_conn.Db(), QStringLiteral("PRAGMA ignore_check_constraints=ON"));
+    m_checksOn = std::make_unique<OstStmt>(m_conn.Db(), QStringLiteral("PRAGMA ignore_check_constraints=OFF"));
+    m_checksInCode = true;
+}
+
+bool OstBatchWriter::ChecksHoldInCode(const QVariantList& stored) const {
+    for (int i = 0; i < stored.size(); ++i) {
+        const QVariant& v = stored.at(i);
+        if (v.isNull() && (m_keyColumn[i] || m_hasDefault[i])) return false;
+        if (!OstStoredMeetsColumnCheck(v, m_plan.dst.columns[m_plan.columns[i].dst])) return false;
+    }
+    return true;
+}
+
 OstStmt& OstBatchWriter::SliceStatement(int rows) {
     auto make = [&] {
         QString sql = m_sliceHead;
@@ -348,6 +409,7 @@ bool OstBatchWriter::InsertSlice(const QVector<QVariantList>& records) {
     st.Reset();
     sqlite3_stmt* h = st.Handle();
     int param = 0;
+    bool checked = m_checksInCode;
     for (const QVariantList& values : records) {
         m_stored.clear();
         for (int i = 0; i < n; ++i) {
@@ -361,10 +423,23 @@ bool OstBatchWriter::InsertSlice(const QVector<QVariantList>& records) {
             if (!OstIsRecordProblem(e)) throw;
             return false;
         }
+        checked = checked && ChecksHoldInCode(m_stored);
         for (int i = 0; i < n; ++i) OstBindValue(h, ++param, m_stored.at(i));
     }
     // Any pending work of the statements before belongs to them, not to this one.
     m_conn.SettleStatement();
+    struct ChecksOff {
+        OstStmt* on;
+        ~ChecksOff() {
+            if (!on) return;
+            sqlite3_reset(on->Handle());
+            sqlite3_step(on->Handle());
+        }
+    } checksOff{checked ? m_checksOn.get() : nullptr};
+    if (checked) {
+        m_checksOff->Reset();
+        m_checksOff->Step();
+    }
     try {
         st.Step();
     } catch (const EOstraError& e) {

@@ -64,6 +64,9 @@ private:
     void DoUpdate(const QVariantList& stored, qint64 id);
 
     OstStmt& SliceStatement(int rows);
+    void SetUpChecksInCode(const OstTableLocation& loc);
+    // Whether the values of a slice meet the table's checks for certain.
+    bool ChecksHoldInCode(const QVariantList& stored) const;
 
     OstConnection& m_conn;
     const OstBatchPlan& m_plan;
@@ -72,6 +75,13 @@ private:
     int m_sliceSize = 1;
     std::unique_ptr<OstStmt> m_slice, m_sliceTail; // for SliceSize() records, for fewer
     int m_sliceTailRows = 0;
+    // Slices whose values meet the checks for certain skip SQLite's
+    // evaluation of them: only where the table's checks are exactly the
+    // engine's own column and key checks (no checks of the table's own, no
+    // triggers). Plan columns that are key columns, or have a default.
+    bool m_checksInCode = false;
+    QVector<bool> m_keyColumn, m_hasDefault;
+    std::unique_ptr<OstStmt> m_checksOff, m_checksOn;
     QVariantList m_stored;
     QVector<int> m_updated; // plan columns an update sets
     std::unique_ptr<OstStmt> m_insert, m_update, m_delete, m_find;

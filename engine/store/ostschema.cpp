@@ -5,6 +5,7 @@
 
 #include "engine/store/ostcollation.h"
 
+#include <QDate>
 #include <QSet>
 
 static QString Q(const QString& s) { return OstQuoteIdent(s); }
@@ -163,6 +164,69 @@ QVector<OstCheckSql> OstColumnCheckSql(const OstColumnMeta& c) {
                      QStringLiteral("%1 IN (%2)").arg(n, vals.join(QLatin1Char(','))));
     }
     default: return {};
+    }
+}
+
+namespace {
+
+bool Digits(const QString& s, int from, int len, int& out) {
+    out = 0;
+    for (int i = from; i < from + len; ++i) {
+        const char16_t c = s.at(i).unicode();
+        if (c < u'0' || c > u'9') return false;
+        out = out * 10 + (c - u'0');
+    }
+    return true;
+}
+
+// "yyyy-mm-dd" at from, a day of the years 1 to 9999.
+bool IsoDateAt(const QString& s, int from) {
+    int y, m, d;
+    return s.size() >= from + 10 && s.at(from + 4) == u'-' && s.at(from + 7) == u'-' && Digits(s, from, 4, y) &&
+           Digits(s, from + 5, 2, m) && Digits(s, from + 8, 2, d) && y >= 1 && QDate(y, m, d).isValid();
+}
+
+// "hh:mm", or "hh:mm:ss" with up to three digits of a second after a ".", from from to the end.
+bool IsoTimeFrom(const QString& s, int from) {
+    const int len = s.size() - from;
+    int h, m, sec = 0, frac;
+    if (len < 5 || (len > 5 && len < 8) || len == 9 || len > 12 || s.at(from + 2) != u':') return false;
+    if (!Digits(s, from, 2, h) || !Digits(s, from + 3, 2, m)) return false;
+    if (len > 5 && (s.at(from + 5) != u':' || !Digits(s, from + 6, 2, sec))) return false;
+    if (len > 8 && (s.at(from + 8) != u'.' || !Digits(s, from + 9, len - 9, frac))) return false;
+    return h < 24 && m < 60 && sec < 60;
+}
+
+bool IsInteger(const QVariant& v) {
+    const int id = v.typeId();
+    return id == QMetaType::LongLong || id == QMetaType::Int;
+}
+
+} // namespace
+
+bool OstStoredMeetsColumnCheck(const QVariant& v, const OstColumnMeta& c) {
+    if (!v.isValid() || v.isNull()) return true;
+    const bool text = v.typeId() == QMetaType::QString;
+    const auto inRange = [&](qint64 lo, qint64 hi) { return IsInteger(v) && v.toLongLong() >= lo && v.toLongLong() <= hi; };
+    switch (c.type) {
+    case dtChar: case dtString: case dtWideString:
+        // UTF-16 units are never fewer than the characters SQLite counts.
+        return text && v.toString().size() <= c.size;
+    case dtSmallInt: return inRange(-32768, 32767);
+    case dtWord: return inRange(0, 65535);
+    case dtInteger: return inRange(-2147483648LL, 2147483647LL);
+    case dtLargeInt: case dtLink: case dtLargeLink: return IsInteger(v);
+    case dtFloat: return IsInteger(v) || v.typeId() == QMetaType::Double;
+    case dtBoolean: return inRange(0, 1);
+    case dtDate: return text && v.toString().size() == 10 && IsoDateAt(v.toString(), 0);
+    case dtTime: return text && IsoTimeFrom(v.toString(), 0);
+    case dtDateTime: {
+        if (!text) return false;
+        const QString s = v.toString();
+        return s.size() >= 16 && IsoDateAt(s, 0) && s.at(10) == u'T' && IsoTimeFrom(s, 11);
+    }
+    case dtEnum: return text && OstEnumValues(c.spec).contains(v.toString());
+    default: return OstColumnCheckSql(c).isEmpty();
     }
 }
 

@@ -26,6 +26,10 @@ struct OstCheckSql {
 QVector<OstCheckSql> OstColumnCheckSql(const OstColumnMeta& col);
 // Checks of the whole row: primary key columns set, and the table's own checks.
 QVector<OstCheckSql> OstTableCheckSql(const OstTableMeta& meta);
+// True only where a stored value (as OstToStorage gives it) meets the
+// column's checks (OstColumnCheckSql) for certain; false where it may not,
+// and the database must check it.
+bool OstStoredMeetsColumnCheck(const QVariant& stored, const OstColumnMeta& col);
 // The collation name used in SQL ("Ostra" is SQLite's BINARY).
 QString OstSqlCollation(const QString& collation);
 QString OstColumnCollation(const OstTableMeta& meta, const OstColumnMeta& col);

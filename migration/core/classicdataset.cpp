@@ -2,6 +2,7 @@
 #include "migration/core/classicdataset.h"
 
 #include "engine/base/tclassregistry.h"
+#include "migration/core/classicprefetch.h"
 #include "migration/core/classicsql_p.h"
 
 #include <QSqlDriver>
@@ -9,43 +10,6 @@
 #include <QSqlField>
 #include <QSqlRecord>
 
-namespace {
-
-// "2024-05-01 13:45:00.123" (what a server writes for a timestamp) without
-// going through the time zone machinery; the text itself when it is no such value.
-QVariant TimestampFromText(const QVariant& v) {
-    if (v.isNull()) return QVariant();
-    const QString s = v.toString();
-    const auto num = [&](int from, int len, bool& ok) {
-        int n = 0;
-        for (int i = from; i < from + len; ++i) {
-            const QChar c = s.at(i);
-            if (c < u'0' || c > u'9') { ok = false; return 0; }
-            n = n * 10 + (c.unicode() - u'0');
-        }
-        return n;
-    };
-    bool ok = s.size() >= 19 && s.at(4) == u'-' && s.at(7) == u'-' && (s.at(10) == u' ' || s.at(10) == u'T') &&
-              s.at(13) == u':' && s.at(16) == u':';
-    if (!ok) return v;
-    const int y = num(0, 4, ok), mo = num(5, 2, ok), d = num(8, 2, ok), h = num(11, 2, ok), mi = num(14, 2, ok),
-              se = num(17, 2, ok);
-    int ms = 0;
-    if (ok && s.size() > 20 && s.at(19) == u'.') {
-        int digits = 0;
-        for (int i = 20; i < s.size() && s.at(i).isDigit(); ++i, ++digits)
-            if (digits < 3) ms = ms * 10 + (s.at(i).unicode() - u'0');
-        for (; digits < 3; ++digits) ms *= 10;
-    } else if (ok && s.size() != 19) {
-        ok = false; // a zone or an era: leave it to the general parser
-    }
-    const QDate date(y, mo, d);
-    const QTime time(h, mi, se, ms);
-    if (!ok || !date.isValid() || !time.isValid()) return v;
-    return QDateTime(date, time, Qt::UTC);
-}
-
-} // namespace
 
 // ---------------------------------------------------------------- TClassicDataSet
 
@@ -109,6 +73,16 @@ void TClassicDataSet::InternalOpen() {
             if (driver == QStringLiteral("QPSQL")) {
                 ClassicExec(*m_connection, QStringLiteral("BEGIN ISOLATION LEVEL REPEATABLE READ, READ ONLY"));
                 m_inTransaction = true;
+                // The records are read on a connection of their own in this
+                // transaction's snapshot; a server that cannot share it is read here.
+                QSqlQuery snapshot(db);
+                if (snapshot.exec(QStringLiteral("SELECT pg_export_snapshot()")) && snapshot.next()) {
+                    m_snapshot = snapshot.value(0).toString();
+                } else {
+                    snapshot.finish();
+                    ClassicExec(*m_connection, QStringLiteral("ROLLBACK"));
+                    ClassicExec(*m_connection, QStringLiteral("BEGIN ISOLATION LEVEL REPEATABLE READ, READ ONLY"));
+                }
             } else if (db.driver()->hasFeature(QSqlDriver::Transactions)) {
                 m_inTransaction = db.transaction();
             }
@@ -139,11 +113,23 @@ void TClassicDataSet::InternalClose() {
         }
     }
     m_inTransaction = false;
+    m_snapshot.clear();
     m_connection.reset();
     m_count = 0;
 }
 
 void TClassicDataSet::StopReading() const {
+    if (m_prefetch && m_connection) {
+        // Records still to come: the server stops sending them first.
+        if (const int pid = m_prefetch->BackendPid()) {
+            QSqlQuery cancel(m_connection->Database());
+            if (cancel.prepare(QStringLiteral("SELECT pg_cancel_backend(:pid)"))) {
+                cancel.bindValue(QStringLiteral(":pid"), pid);
+                cancel.exec();
+            }
+        }
+    }
+    m_prefetch.reset();
     m_query.reset();
     m_pos = -1;
     m_current.clear();
@@ -152,6 +138,24 @@ void TClassicDataSet::StopReading() const {
 
 void TClassicDataSet::Start() const {
     StopReading();
+    if (!m_snapshot.isEmpty()) {
+        const QSqlDatabase db = m_connection->Database();
+        TClassicPrefetchSource source;
+        source.Driver = db.driverName();
+        source.Host = db.hostName();
+        source.Port = db.port();
+        source.Database = db.databaseName();
+        source.User = db.userName();
+        source.Password = db.password();
+        source.Options = db.connectOptions();
+        source.Snapshot = m_snapshot;
+        source.Select = m_select;
+        source.Binds = m_binds;
+        source.Columns = const_cast<TClassicDataSet*>(this)->FieldDefs().Count();
+        source.Readers = m_readers;
+        m_prefetch = std::make_unique<TClassicPrefetch>(std::move(source));
+        return;
+    }
     m_query = std::make_unique<QSqlQuery>(ClassicExec(*m_connection, m_select, m_binds));
 }
 
@@ -161,7 +165,24 @@ QVariantList TClassicDataSet::InternalGetRecord(int recNo) const {
     // The first record is kept: going back to it (as First does) runs nothing
     // again until a later record is asked for.
     if (recNo == 0 && m_pos > 0 && !m_first.isEmpty()) return m_first;
-    if (recNo < m_pos || !m_query) Start();
+    if (recNo < m_pos || (!m_query && !m_prefetch)) Start();
+    if (m_prefetch) {
+        while (m_pos < recNo) {
+            QString error;
+            const auto result = m_prefetch->Next(m_current, error);
+            if (result != TClassicPrefetch::Result::Row) {
+                const int failed = m_pos + 2;
+                StopReading();
+                if (result == TClassicPrefetch::Result::Failed)
+                    throw EDatabaseError(QStringLiteral("%1: reading record %2 failed: %3").arg(Describe(), QString::number(failed), error));
+                throw EDatabaseError(QStringLiteral("%1 ended after %2 of its %3 records while it was read")
+                                         .arg(Describe(), QString::number(failed - 1), QString::number(m_count)));
+            }
+            ++m_pos;
+        }
+        if (m_pos == 0) m_first = m_current;
+        return m_current;
+    }
     while (m_pos < recNo) {
         if (!m_query->next()) {
             const QSqlError error = m_query->lastError();
@@ -179,10 +200,7 @@ QVariantList TClassicDataSet::InternalGetRecord(int recNo) const {
     m_current.clear();
     m_current.reserve(n);
     for (int i = 0; i < n; ++i) {
-        const QVariant v = m_query->value(i);
-        if (v.isNull()) m_current.append(QVariant());
-        else if (i < m_readers.size() && m_readers[i] == TClassicRead::TimestampText) m_current.append(TimestampFromText(v));
-        else m_current.append(v);
+        m_current.append(ClassicReadValue(m_query->value(i), i < m_readers.size() ? m_readers[i] : TClassicRead::AsIs));
     }
     if (m_pos == 0) m_first = m_current;
     return m_current;

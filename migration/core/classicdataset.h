@@ -22,6 +22,8 @@
 #include <QVariantMap>
 #include <memory>
 
+class TClassicPrefetch;
+
 // How the value of one column is read from the driver.
 enum class TClassicRead : uint8_t { AsIs, TimestampText };
 
@@ -75,10 +77,12 @@ private:
     QString m_databaseName, m_password;
     std::unique_ptr<TClassicConnection> m_connection;
     bool m_inTransaction = false;
+    QString m_snapshot;    // PostgreSQL: the snapshot the records are read in on a thread of their own
     QString m_select;      // with the filter and order
     QVariantMap m_binds;
     int m_count = 0;
     mutable std::unique_ptr<QSqlQuery> m_query;
+    mutable std::unique_ptr<TClassicPrefetch> m_prefetch;
     mutable int m_pos = -1; // the record the query stands on
     mutable QVariantList m_current, m_first;
 };

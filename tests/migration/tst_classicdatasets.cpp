@@ -24,6 +24,7 @@ private slots:
     void queryBindsItsParameters();
     void postgresTableHasTheSourcesTypesAndIndexes();
     void postgresQueryAndSchemaTables();
+    void postgresReadsInTheSnapshotOfItsCount();
     void passwordFromPropertyOrLoginHandler();
     void moduleKeepsTheDatasetsButNoPassword();
     void importOffersAValidTableName_data();
@@ -309,6 +310,40 @@ void TstClassicDataSets::postgresQueryAndSchemaTables() {
     QCOMPARE(q.FieldDefs().Find("n")->Precision, 6);
 }
 
+void TstClassicDataSets::postgresReadsInTheSnapshotOfItsCount() {
+    if (!m_pg->Ok()) QSKIP(qPrintable(QStringLiteral("PostgreSQL could not start: ") + m_pg->Why()));
+    const QString db = m_pg->CreateDatabase();
+    // More rows than are read ahead, so that the reading waits for the dataset.
+    QVERIFY(m_pg->Exec("CREATE TABLE n(i int PRIMARY KEY, t text); INSERT INTO n SELECT i, 'r' || i FROM generate_series(1, 20000) i", db));
+    const auto sessions = [&] {
+        return m_pg->Scalar(QStringLiteral("SELECT count(*) FROM pg_stat_activity WHERE datname = '%1'").arg(db)).toInt();
+    };
+    const int before = sessions();
+    TTable t;
+    t.SetDatabaseName(m_pg->DatabaseName(db));
+    t.SetTableName(QStringLiteral("n"));
+    t.Open();
+    QCOMPARE(t.RecordCount(), 20000);
+    // Others change the table while it is read: the dataset still reads the rows it counted.
+    QVERIFY(m_pg->Exec("DELETE FROM n WHERE i % 2 = 0; INSERT INTO n SELECT i, 'new' FROM generate_series(20001, 20100) i", db));
+    for (int pass = 0; pass < 2; ++pass) {
+        int n = 0;
+        qlonglong sum = 0;
+        for (t.First(); !t.Eof(); t.Next()) {
+            ++n;
+            sum += t.FieldByName(QStringLiteral("i"))->Value().toLongLong();
+        }
+        QCOMPARE(n, 20000);
+        QCOMPARE(sum, 20000LL * 20001 / 2);
+    }
+    // Closed in the middle: the server stops sending and no connection is left behind.
+    t.First();
+    for (int i = 0; i < 10; ++i) t.Next();
+    QCOMPARE(t.FieldByName(QStringLiteral("t"))->Value(), QVariant("r11"));
+    t.Close();
+    QTRY_COMPARE(sessions(), before);
+}
+
 void TstClassicDataSets::passwordFromPropertyOrLoginHandler() {
     if (!m_pg->Ok()) QSKIP(qPrintable(QStringLiteral("PostgreSQL could not start: ") + m_pg->Why()));
     QVERIFY(m_pg->Exec("CREATE ROLE ann LOGIN PASSWORD 'pw'; CREATE TABLE t(a int); INSERT INTO t VALUES (1); GRANT SELECT ON t TO ann"));
@@ -332,6 +367,8 @@ void TstClassicDataSets::passwordFromPropertyOrLoginHandler() {
     });
     t.Open();
     QCOMPARE(asked, QStringList({"ann", "ann"}));
+    t.First(); // the records are read on a second connection, with the password given
+    QCOMPARE(t.FieldByName(QStringLiteral("a"))->Value(), QVariant(1));
     t.Close();
     SetClassicOnLogin([&](const QString&, const QString&, QString&, bool& retry) { retry = false; asked << QStringLiteral("gave up"); });
     QVERIFY(MessageOf<EDatabaseError>([&] { t.Open(); }).startsWith(QStringLiteral("Cannot connect to QPSQL://ann@")));

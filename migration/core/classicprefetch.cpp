@@ -1,0 +1,190 @@
+// TClassicPrefetch: a server's rows read on a thread of its own.
+#include "migration/core/classicprefetch.h"
+
+#include <QRegularExpression>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <atomic>
+#include <pthread.h>
+
+namespace {
+
+constexpr size_t kBatchRows = 512;  // rows handed over at a time
+constexpr size_t kQueueBatches = 8; // batches read ahead at most
+
+QString PrefetchConnectionName() {
+    static std::atomic<int> counter{0};
+    return QStringLiteral("ostra-prefetch-%1").arg(++counter);
+}
+
+// "2024-05-01 13:45:00.123" (what a server writes for a timestamp) without
+// going through the time zone machinery; the text itself when it is no such value.
+QVariant TimestampFromText(const QVariant& v) {
+    const QString s = v.toString();
+    const auto num = [&](int from, int len, bool& ok) {
+        int n = 0;
+        for (int i = from; i < from + len; ++i) {
+            const QChar c = s.at(i);
+            if (c < u'0' || c > u'9') { ok = false; return 0; }
+            n = n * 10 + (c.unicode() - u'0');
+        }
+        return n;
+    };
+    bool ok = s.size() >= 19 && s.at(4) == u'-' && s.at(7) == u'-' && (s.at(10) == u' ' || s.at(10) == u'T') &&
+              s.at(13) == u':' && s.at(16) == u':';
+    if (!ok) return v;
+    const int y = num(0, 4, ok), mo = num(5, 2, ok), d = num(8, 2, ok), h = num(11, 2, ok), mi = num(14, 2, ok),
+              se = num(17, 2, ok);
+    int ms = 0;
+    if (ok && s.size() > 20 && s.at(19) == u'.') {
+        int digits = 0;
+        for (int i = 20; i < s.size() && s.at(i).isDigit(); ++i, ++digits)
+            if (digits < 3) ms = ms * 10 + (s.at(i).unicode() - u'0');
+        for (; digits < 3; ++digits) ms *= 10;
+    } else if (ok && s.size() != 19) {
+        ok = false; // a zone or an era: leave it to the general parser
+    }
+    const QDate date(y, mo, d);
+    const QTime time(h, mi, se, ms);
+    if (!ok || !date.isValid() || !time.isValid()) return v;
+    return QDateTime(date, time, Qt::UTC);
+}
+
+} // namespace
+
+QVariant ClassicReadValue(const QVariant& v, TClassicRead read) {
+    if (v.isNull()) return QVariant();
+    if (read == TClassicRead::TimestampText) return TimestampFromText(v);
+    return v;
+}
+
+TClassicPrefetch::TClassicPrefetch(TClassicPrefetchSource source) : m_source(std::move(source)) {
+    m_thread = std::thread([this] { Run(); });
+}
+
+TClassicPrefetch::~TClassicPrefetch() {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_stop = true;
+    }
+    m_notFull.notify_all();
+    m_thread.join();
+}
+
+int TClassicPrefetch::BackendPid() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_done ? 0 : m_pid;
+}
+
+bool TClassicPrefetch::Push(std::vector<QVariantList>&& batch) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_notFull.wait(lock, [this] { return m_stop || m_queue.size() < kQueueBatches; });
+    if (m_stop) return false;
+    m_queue.push_back(std::move(batch));
+    lock.unlock();
+    m_notEmpty.notify_one();
+    return true;
+}
+
+void TClassicPrefetch::Run() {
+    pthread_setname_np(pthread_self(), "ostra-read");
+    const QString name = PrefetchConnectionName();
+    QString error;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(m_source.Driver, name);
+        db.setDatabaseName(m_source.Database);
+        if (!m_source.Host.isEmpty()) db.setHostName(m_source.Host);
+        if (m_source.Port > 0) db.setPort(m_source.Port);
+        if (!m_source.User.isEmpty()) db.setUserName(m_source.User);
+        if (!m_source.Password.isEmpty()) db.setPassword(m_source.Password);
+        if (!m_source.Options.isEmpty()) db.setConnectOptions(m_source.Options);
+        const auto run = [&](QSqlQuery& q, const QString& sql) {
+            if (q.exec(sql)) return true;
+            error = q.lastError().text().trimmed();
+            return false;
+        };
+        if (!db.open()) {
+            error = db.lastError().text().trimmed();
+        } else {
+            QSqlQuery setup(db);
+            bool ok = true;
+            if (!m_source.Snapshot.isEmpty()) {
+                // The snapshot id comes from the server; it is checked before it is written.
+                static const QRegularExpression snapshotId(QStringLiteral("^[0-9A-Fa-f-]+$"));
+                ok = snapshotId.match(m_source.Snapshot).hasMatch();
+                if (!ok) error = QStringLiteral("the server gave an unexpected snapshot id");
+                ok = ok && run(setup, QStringLiteral("BEGIN ISOLATION LEVEL REPEATABLE READ, READ ONLY")) &&
+                     run(setup, QStringLiteral("SET TRANSACTION SNAPSHOT '%1'").arg(m_source.Snapshot));
+                if (ok && run(setup, QStringLiteral("SELECT pg_backend_pid()")) && setup.next()) {
+                    std::lock_guard<std::mutex> lock(m_mutex);
+                    m_pid = setup.value(0).toInt();
+                }
+            }
+            if (ok) {
+                QSqlQuery q(db);
+                q.setForwardOnly(true);
+                if (m_source.Binds.isEmpty()) {
+                    ok = q.exec(m_source.Select);
+                } else if ((ok = q.prepare(m_source.Select))) {
+                    for (auto it = m_source.Binds.begin(); it != m_source.Binds.end(); ++it) q.bindValue(it.key(), it.value());
+                    ok = q.exec();
+                }
+                if (!ok) error = q.lastError().text().trimmed();
+                std::vector<QVariantList> batch;
+                batch.reserve(kBatchRows);
+                const int n = m_source.Columns;
+                const bool readers = m_source.Readers.size() >= n;
+                while (ok && q.next()) {
+                    QVariantList row;
+                    row.reserve(n);
+                    for (int i = 0; i < n; ++i) {
+                        QVariant v = q.value(i);
+                        row.append(readers && m_source.Readers[i] != TClassicRead::AsIs ? ClassicReadValue(v, m_source.Readers[i])
+                                                                                       : std::move(v));
+                    }
+                    batch.push_back(std::move(row));
+                    if (batch.size() == kBatchRows) {
+                        if (!Push(std::move(batch))) break;
+                        batch = {};
+                        batch.reserve(kBatchRows);
+                    }
+                }
+                if (ok && q.lastError().isValid() && q.lastError().type() != QSqlError::NoError)
+                    error = q.lastError().text().trimmed();
+                {
+                    std::lock_guard<std::mutex> lock(m_mutex);
+                    m_pid = 0; // nothing left to stop on the server
+                }
+                if (!batch.empty()) Push(std::move(batch));
+            }
+            setup.finish();
+            db.close();
+        }
+    }
+    QSqlDatabase::removeDatabase(name);
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_error = error;
+        m_done = true;
+    }
+    m_notEmpty.notify_all();
+}
+
+TClassicPrefetch::Result TClassicPrefetch::Next(QVariantList& row, QString& error) {
+    if (m_batchPos >= m_batch.size()) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_notEmpty.wait(lock, [this] { return m_done || !m_queue.empty(); });
+        if (m_queue.empty()) {
+            error = m_error;
+            return error.isEmpty() ? Result::End : Result::Failed;
+        }
+        m_batch = std::move(m_queue.front());
+        m_queue.pop_front();
+        m_batchPos = 0;
+        lock.unlock();
+        m_notFull.notify_one();
+    }
+    row = std::move(m_batch[m_batchPos++]);
+    return Result::Row;
+}

@@ -1,0 +1,64 @@
+// Reading a server's rows on a thread of its own, so that the driver's work
+// (fetching, converting values) overlaps with what the reader of the dataset
+// does with them (a batch move writing them into an Ostra table).
+//
+// The thread opens its own connection with the settings of the dataset's and
+// reads in the dataset's snapshot (PostgreSQL: the transaction snapshot that
+// the dataset's connection exported), so count and records still agree. Rows
+// arrive in batches through a short queue: memory stays that of a few
+// batches, whatever the size of the source.
+#pragma once
+
+#include "migration/core/classicdataset.h"
+
+#include <QVariantList>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+struct TClassicPrefetchSource {
+    QString Driver, Host, Database, User, Password, Options;
+    int Port = -1;
+    QString Snapshot;      // PostgreSQL's exported snapshot to read in
+    QString Select;
+    QVariantMap Binds;
+    int Columns = 0;
+    QVector<TClassicRead> Readers;
+};
+
+class TClassicPrefetch {
+public:
+    // Starts reading. Throws nothing: a failure to connect is reported by Next.
+    explicit TClassicPrefetch(TClassicPrefetchSource source);
+    // Stops the thread (the server stops sending first) and waits for it.
+    ~TClassicPrefetch();
+    TClassicPrefetch(const TClassicPrefetch&) = delete;
+    TClassicPrefetch& operator=(const TClassicPrefetch&) = delete;
+
+    enum class Result { Row, End, Failed };
+    // The next record into row; Failed with the driver's message in error.
+    Result Next(QVariantList& row, QString& error);
+    // The server process of the reading connection, 0 until it is known.
+    int BackendPid() const;
+
+private:
+    void Run();
+    bool Push(std::vector<QVariantList>&& batch); // false: stop asked
+
+    TClassicPrefetchSource m_source;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_notEmpty, m_notFull;
+    std::deque<std::vector<QVariantList>> m_queue;
+    std::vector<QVariantList> m_batch; // being handed out
+    size_t m_batchPos = 0;
+    bool m_done = false, m_stop = false;
+    QString m_error;
+    int m_pid = 0;
+    std::thread m_thread;
+};
+
+// A value read from the driver as the dataset hands it on (timestamps that
+// the driver gives as text become date-times).
+QVariant ClassicReadValue(const QVariant& v, TClassicRead read);
