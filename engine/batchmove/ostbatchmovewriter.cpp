@@ -407,6 +407,7 @@ bool OstBatchWriter::InsertSlice(const QVector<QVariantList>& records) {
     const int n = m_plan.columns.size();
     OstStmt& st = SliceStatement(int(records.size()));
     st.Reset();
+    if (m_texts.size() < size_t(records.size()) * n) m_texts.resize(size_t(records.size()) * n);
     sqlite3_stmt* h = st.Handle();
     int param = 0;
     bool checked = m_checksInCode;
@@ -424,7 +425,19 @@ bool OstBatchWriter::InsertSlice(const QVector<QVariantList>& records) {
             return false;
         }
         checked = checked && ChecksHoldInCode(m_stored);
-        for (int i = 0; i < n; ++i) OstBindValue(h, ++param, m_stored.at(i));
+        for (int i = 0; i < n; ++i) {
+            const QVariant& v = m_stored.at(i);
+            ++param;
+            if (v.typeId() != QMetaType::QString) {
+                OstBindValue(h, param, v);
+                continue;
+            }
+            // Text is kept here until the statement has run, so SQLite need not copy it.
+            QByteArray& t = m_texts[param - 1];
+            t = v.toString().toUtf8();
+            const bool plain = qstrlen(t.constData()) == size_t(t.size());
+            sqlite3_bind_text(h, param, t.constData(), plain ? -1 : int(t.size()), SQLITE_STATIC);
+        }
     }
     // Any pending work of the statements before belongs to them, not to this one.
     m_conn.SettleStatement();

@@ -8,6 +8,7 @@
 #include "engine/store/ostmeta.h"
 
 #include <memory>
+#include <vector>
 
 // One mapped column.
 struct OstBatchColumn {
@@ -83,6 +84,7 @@ private:
     QVector<bool> m_keyColumn, m_hasDefault;
     std::unique_ptr<OstStmt> m_checksOff, m_checksOn;
     QVariantList m_stored;
+    std::vector<QByteArray> m_texts; // a slice's text values while its statement is bound to them
     QVector<int> m_updated; // plan columns an update sets
     std::unique_ptr<OstStmt> m_insert, m_update, m_delete, m_find;
     QVector<std::pair<int, std::shared_ptr<OstStmt>>> m_links; // plan column, lookup in the linked table
