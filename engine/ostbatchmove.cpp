@@ -366,6 +366,7 @@ void OstBatchRun::MoveByDataset() {
         m_source->Next();
     }
     flush();
+    m_writer->RestoreChecks();
 }
 
 void OstBatchRun::MoveOne(qint64 recNo, const QVariantList& values) {
@@ -397,6 +398,8 @@ void OstBatchRun::Progress(qint64 done) {
 void OstBatchRun::Report(int percent) {
     if (!m_move.OnProgress || percent == m_lastPercent) return;
     m_lastPercent = percent;
+    // The handler may use the connection: with every check.
+    if (m_writer) m_writer->RestoreChecks();
     bool abort = false;
     m_move.OnProgress(&m_move, percent, abort);
     if (abort) throw EOstraError(OstErr::Aborted, QStringLiteral("Batch move into table \"%1\" was aborted").arg(m_dstName));

@@ -6,7 +6,7 @@ pkgs=(build-essential cmake ninja-build pkg-config
       libsqlite3-dev libicu-dev libssl-dev sqlite3
       libqscintilla2-qt6-dev libqscintilla2-qt6-15  # the SQL editor's text component
       clang clang-14 libclang-rt-14-dev  # clang and libFuzzer for fuzz/
-      libqt6sql6-psql postgresql-15 postgresql-client-15  # Qt SQL sources of ostra import; the tests' own PostgreSQL
+      libqt6sql6-psql libpq-dev postgresql-15 postgresql-client-15  # Qt SQL sources of ostra import (PostgreSQL read by COPY); the tests' own PostgreSQL
       dpkg-dev file)  # cpack -G DEB: dpkg-shlibdeps finds the package's dependencies
 missing=()
 for p in "${pkgs[@]}"; do

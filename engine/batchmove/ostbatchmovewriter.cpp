@@ -276,9 +276,21 @@ OstBatchWriter::OstBatchWriter(OstConnection& c, const OstBatchPlan& p, Action a
     }
 }
 
-OstBatchWriter::~OstBatchWriter() = default;
+OstBatchWriter::~OstBatchWriter() {
+    if (m_checksSkipped) sqlite3_exec(m_conn.Db(), "PRAGMA ignore_check_constraints=OFF", nullptr, nullptr, nullptr);
+}
+
+void OstBatchWriter::SkipChecks(bool skip) {
+    if (skip == m_checksSkipped) return;
+    // Turning the checks off or on makes SQLite prepare its statements again: seldom, not per slice.
+    OstStmt& st = skip ? *m_checksOff : *m_checksOn;
+    st.Reset();
+    st.Step();
+    m_checksSkipped = skip;
+}
 
 bool OstBatchWriter::Write(const QVariantList& values) {
+    RestoreChecks();
     const OstTableMeta& m = m_plan.dst;
     QVariantList stored;
     stored.reserve(values.size());
@@ -441,17 +453,10 @@ bool OstBatchWriter::InsertSlice(const QVector<QVariantList>& records) {
     }
     // Any pending work of the statements before belongs to them, not to this one.
     m_conn.SettleStatement();
-    struct ChecksOff {
-        OstStmt* on;
-        ~ChecksOff() {
-            if (!on) return;
-            sqlite3_reset(on->Handle());
-            sqlite3_step(on->Handle());
-        }
-    } checksOff{checked ? m_checksOn.get() : nullptr};
-    if (checked) {
-        m_checksOff->Reset();
-        m_checksOff->Step();
+    if (m_checksInCode) {
+        // A slice that is not certain: SQLite checks this one and the rest of the move.
+        if (!checked) m_checksInCode = false;
+        SkipChecks(checked);
     }
     try {
         st.Step();

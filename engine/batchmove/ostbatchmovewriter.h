@@ -57,6 +57,9 @@ public:
     bool InsertSlice(const QVector<QVariantList>& records);
     // The number of records InsertSlice takes best (1: no slices).
     int SliceSize() const { return m_sliceSize; }
+    // InsertSlice may leave SQLite's column checks off for the slices that
+    // follow; this turns them on again before anything else uses the connection.
+    void RestoreChecks() { SkipChecks(false); }
 
 private:
     bool Find(const QVariantList& stored, qint64& id);
@@ -68,6 +71,7 @@ private:
     void SetUpChecksInCode(const OstTableLocation& loc);
     // Whether the values of a slice meet the table's checks for certain.
     bool ChecksHoldInCode(const QVariantList& stored) const;
+    void SkipChecks(bool skip);
 
     OstConnection& m_conn;
     const OstBatchPlan& m_plan;
@@ -80,7 +84,7 @@ private:
     // evaluation of them: only where the table's checks are exactly the
     // engine's own column and key checks (no checks of the table's own, no
     // triggers). Plan columns that are key columns, or have a default.
-    bool m_checksInCode = false;
+    bool m_checksInCode = false, m_checksSkipped = false;
     QVector<bool> m_keyColumn, m_hasDefault;
     std::unique_ptr<OstStmt> m_checksOff, m_checksOn;
     QVariantList m_stored;

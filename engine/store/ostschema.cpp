@@ -226,7 +226,7 @@ bool OstStoredMeetsColumnCheck(const QVariant& v, const OstColumnMeta& c) {
         return s.size() >= 16 && IsoDateAt(s, 0) && s.at(10) == u'T' && IsoTimeFrom(s, 11);
     }
     case dtEnum: return text && OstEnumValues(c.spec).contains(v.toString());
-    default: return OstColumnCheckSql(c).isEmpty();
+    default: return true; // memo, blob, GUID, auto-increment: no column checks
     }
 }
 

@@ -150,6 +150,7 @@ void TClassicDataSet::Start() const {
         source.Options = db.connectOptions();
         source.Snapshot = m_snapshot;
         source.Select = m_select;
+        source.Copy = qobject_cast<const TTable*>(this) != nullptr;
         source.Binds = m_binds;
         source.Columns = const_cast<TClassicDataSet*>(this)->FieldDefs().Count();
         source.Readers = m_readers;

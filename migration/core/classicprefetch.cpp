@@ -1,6 +1,8 @@
 // TClassicPrefetch: a server's rows read on a thread of its own.
 #include "migration/core/classicprefetch.h"
 
+#include "migration/core/classicpgcopy.h"
+
 #include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlError>
@@ -121,7 +123,28 @@ void TClassicPrefetch::Run() {
                     m_pid = setup.value(0).toInt();
                 }
             }
-            if (ok) {
+            bool copied = false;
+            if (ok && m_source.Copy && m_source.Binds.isEmpty()) {
+                std::vector<QVariantList> batch;
+                batch.reserve(kBatchRows);
+                bool more = true;
+                const auto sink = [&](QVariantList&& row) {
+                    batch.push_back(std::move(row));
+                    if (batch.size() < kBatchRows) return true;
+                    more = Push(std::move(batch));
+                    batch = {};
+                    batch.reserve(kBatchRows);
+                    return more;
+                };
+                const TClassicCopyResult r = ClassicPgCopy(db, m_source.Select, m_source.Readers, sink, error);
+                if (r != TClassicCopyResult::NotUsed) {
+                    copied = true;
+                    std::lock_guard<std::mutex> lock(m_mutex);
+                    m_pid = 0;
+                }
+                if (copied && more && !batch.empty()) Push(std::move(batch));
+            }
+            if (ok && !copied) {
                 QSqlQuery q(db);
                 q.setForwardOnly(true);
                 if (m_source.Binds.isEmpty()) {

@@ -23,6 +23,7 @@ struct TClassicPrefetchSource {
     int Port = -1;
     QString Snapshot;      // PostgreSQL's exported snapshot to read in
     QString Select;
+    bool Copy = false;     // a statement of our own: PostgreSQL may send it by COPY
     QVariantMap Binds;
     int Columns = 0;
     QVector<TClassicRead> Readers;

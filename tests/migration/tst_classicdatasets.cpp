@@ -8,9 +8,13 @@
 
 #include "engine/base/tdatamodule.h"
 #include "migration/core/classicdataset.h"
+#include "migration/core/classicpgcopy.h"
 #include "migration/core/ostimportcore.h"
 
 #include <QJsonDocument>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <cmath>
 
 class TstClassicDataSets : public QObject {
     Q_OBJECT
@@ -25,6 +29,7 @@ private slots:
     void postgresTableHasTheSourcesTypesAndIndexes();
     void postgresQueryAndSchemaTables();
     void postgresReadsInTheSnapshotOfItsCount();
+    void postgresCopyGivesTheDriversValues();
     void passwordFromPropertyOrLoginHandler();
     void moduleKeepsTheDatasetsButNoPassword();
     void importOffersAValidTableName_data();
@@ -342,6 +347,52 @@ void TstClassicDataSets::postgresReadsInTheSnapshotOfItsCount() {
     QCOMPARE(t.FieldByName(QStringLiteral("t"))->Value(), QVariant("r11"));
     t.Close();
     QTRY_COMPARE(sessions(), before);
+}
+
+void TstClassicDataSets::postgresCopyGivesTheDriversValues() {
+    if (!m_pg->Ok()) QSKIP(qPrintable(QStringLiteral("PostgreSQL could not start: ") + m_pg->Why()));
+    const QString db = m_pg->CreateDatabase();
+    QVERIFY(m_pg->Exec(
+        "CREATE TABLE v(id int PRIMARY KEY, i2 smallint, i8 bigint, f4 real, f8 double precision, n numeric(10,2), b boolean, "
+        "d date, t time, ts text, ba bytea, tx text, vc varchar(20), js jsonb, u uuid);"
+        "INSERT INTO v VALUES (1, -32768, 9223372036854775807, 1.5, 'NaN', -12345678.91, true, '0001-01-01', '23:59:59.999', "
+        "'2024-05-01 13:45:00.25', '\\x00010a090d5c4e', E'tab\\there\\nline\\\\N back\\\\slash \\\\N', 'Grüße 漢字', "
+        "'{\"a\": \"\\\\t\"}', 'a0eebc99-9c0b-4ef8-bb6d-6bb9bd380a11'),"
+        "(2, NULL, NULL, NULL, 'Infinity', NULL, false, NULL, '00:00', NULL, '\\x', '\\N', '', NULL, NULL),"
+        "(3, 0, -1, -0.0, '-Infinity', 0.01, NULL, '2024-02-29', NULL, '', NULL, E'\\r\\x01\\x7f', 'x', '[]', NULL);"
+        "INSERT INTO v(id, ba) SELECT 4, string_agg(set_byte('\\x00'::bytea, 0, i), ''::bytea) FROM generate_series(0, 255) i", db));
+    TClassicConnection c(m_pg->DatabaseName(db), QString());
+    QSqlDatabase sql = c.Database();
+    const QString select = QStringLiteral("SELECT * FROM v ORDER BY id");
+    QList<QVariantList> copied, driven;
+    QString error;
+    QCOMPARE(int(ClassicPgCopy(sql, select, {}, [&](QVariantList&& row) { copied << row; return true; }, error)),
+             int(TClassicCopyResult::Done));
+    QSqlQuery q(sql);
+    q.setForwardOnly(true);
+    QVERIFY(q.exec(select));
+    while (q.next()) {
+        QVariantList row;
+        for (int i = 0; i < q.record().count(); ++i) row << q.value(i);
+        driven << row;
+    }
+    QCOMPARE(copied.size(), 4);
+    QCOMPARE(copied.size(), driven.size());
+    for (int r = 0; r < driven.size(); ++r)
+        for (int i = 0; i < driven[r].size(); ++i) {
+            const QVariant& a = copied[r][i];
+            const QVariant& b = driven[r][i];
+            const bool nan = a.typeId() == QMetaType::Double && b.typeId() == QMetaType::Double && std::isnan(a.toDouble()) &&
+                             std::isnan(b.toDouble());
+            QVERIFY2(nan || (a == b && a.isNull() == b.isNull() && a.typeId() == b.typeId()),
+                     qPrintable(QStringLiteral("row %1, column %2: %3 (%4) against the driver's %5 (%6)").arg(r + 1).arg(i + 1)
+                                    .arg(a.toString(), QLatin1String(a.typeName()), b.toString(), QLatin1String(b.typeName()))));
+        }
+    QCOMPARE(copied[3][10].toByteArray().size(), 256);
+    // A column the driver converts with its time zone is left to the driver.
+    QVERIFY(m_pg->Exec("CREATE TABLE z(at timestamptz)", db));
+    QCOMPARE(int(ClassicPgCopy(sql, QStringLiteral("SELECT * FROM z"), {}, [](QVariantList&&) { return true; }, error)),
+             int(TClassicCopyResult::NotUsed));
 }
 
 void TstClassicDataSets::passwordFromPropertyOrLoginHandler() {
