@@ -343,7 +343,7 @@ bool OstBatchWriter::Find(const QVariantList& stored, qint64& id) {
 }
 
 void OstBatchWriter::CheckLinks(const QVariantList& stored) {
-    for (const auto& [i, st] : m_links) {
+    for (const auto& [i, st] : std::as_const(m_links)) {
         const QVariant& v = stored.at(i);
         if (!v.isValid() || v.isNull()) continue;
         st->Reset();

@@ -80,13 +80,15 @@ int TClassicPrefetch::BackendPid() const {
 }
 
 bool TClassicPrefetch::Push(std::vector<QVariantList>&& batch) {
+    std::deque<std::vector<QVariantList>> toFree;
     std::unique_lock<std::mutex> lock(m_mutex);
     m_notFull.wait(lock, [this] { return m_stop || m_queue.size() < kQueueBatches; });
     if (m_stop) return false;
     m_queue.push_back(std::move(batch));
+    toFree.swap(m_toFree);
     lock.unlock();
     m_notEmpty.notify_one();
-    return true;
+    return true; // toFree goes here, on this thread
 }
 
 void TClassicPrefetch::Run() {
@@ -202,9 +204,14 @@ TClassicPrefetch::Result TClassicPrefetch::Next(QVariantList& row, QString& erro
             error = m_error;
             return error.isEmpty() ? Result::End : Result::Failed;
         }
+        m_handedOut.push_back(std::move(m_batch));
         m_batch = std::move(m_queue.front());
         m_queue.pop_front();
         m_batchPos = 0;
+        if (m_handedOut.size() > 2) {
+            m_toFree.push_back(std::move(m_handedOut.front()));
+            m_handedOut.pop_front();
+        }
         lock.unlock();
         m_notFull.notify_one();
     }

@@ -54,6 +54,10 @@ private:
     std::deque<std::vector<QVariantList>> m_queue;
     std::vector<QVariantList> m_batch; // being handed out
     size_t m_batchPos = 0;
+    // Batches handed out are freed on the reading thread, which allocated
+    // them (freeing across threads makes both wait for the allocator's locks):
+    // the last two stay here, since the dataset's reader may still hold their records.
+    std::deque<std::vector<QVariantList>> m_handedOut, m_toFree;
     bool m_done = false, m_stop = false;
     QString m_error;
     int m_pid = 0;
