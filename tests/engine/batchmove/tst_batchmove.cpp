@@ -158,6 +158,7 @@ private slots:
     void queriesAndOtherDatabases();
     void datasetRecordsInSlices();
     void datasetSlicesKeepEveryCheck();
+    void refusedRecordLeavesNoWordsCounted();
 };
 
 void TstBatchMove::everyMode() {
@@ -693,6 +694,24 @@ void TstBatchMove::datasetSlicesKeepEveryCheck() {
     m.move->Execute();
     QCOMPARE(m.move->ProblemCount(), 1);
     QCOMPARE(Rows(db, "SELECT count(*), max(Qty) FROM Dst"), QStringLiteral("599|600"));
+}
+
+void TstBatchMove::refusedRecordLeavesNoWordsCounted() {
+    // A record refused by the key, moved one by one after its slice failed:
+    // the words it would have added to the fulltext dictionary are not counted.
+    TestDb db(true);
+    MakeSimpleTables(db);
+    auto dst = db.Table(QStringLiteral("Dst"));
+    dst->AddFulltextIndex2(QStringLiteral("Names.fti"), QStringLiteral("Name"), QStringLiteral("NameWords"), QString());
+    db.Exec(QStringLiteral("INSERT INTO Src VALUES ('A', 'apple pie', 1), ('B', 'berry pie', 2), ('A', 'quince pie', 3), "
+                           "('C', 'cherry pie', 4)"));
+    Module m;
+    m.SourceQuery(db, QStringLiteral("SELECT Code, Name, Qty FROM Src ORDER BY Qty"));
+    m.Destination(db, QStringLiteral("Dst"));
+    m.move->Execute();
+    QCOMPARE(m.move->KeyViolCount(), 1);
+    QCOMPARE(Rows(db, "SELECT Keyword || ':' || Relevance FROM NameWords ORDER BY Keyword"),
+             QStringLiteral("apple:1\nberry:1\ncherry:1\npie:3"));
 }
 
 QTEST_GUILESS_MAIN(TstBatchMove)
