@@ -8,7 +8,10 @@
 #include "designer/ostdifferencedlg.h"
 #include "designer/osttabledesigner.h"
 
+#include <QAbstractSpinBox>
 #include <QApplication>
+#include <QComboBox>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTreeWidget>
 #include <QtTest>
@@ -78,6 +81,29 @@ inline void LeaveToList(TOstTableDesigner& designer) {
     Reactivate(designer);
     designer.ColumnListView()->setFocus(Qt::TabFocusReason);
     QCoreApplication::processEvents();
+}
+
+// Types text into a control as a user would, over what it held, and leaves
+// it for next (in the designer, the column list when next is not given).
+inline void TypeAndLeave(QWidget& window, QWidget* control, const QString& text, QWidget* next = nullptr) {
+    QVERIFY(Reactivate(window));
+    control->setFocus(Qt::TabFocusReason);
+    QTRY_VERIFY(control->hasFocus());
+    if (auto* combo = qobject_cast<QComboBox*>(control); combo && combo->lineEdit()) combo->lineEdit()->selectAll();
+    if (auto* spin = qobject_cast<QAbstractSpinBox*>(control)) spin->selectAll();
+    if (auto* edit = qobject_cast<QLineEdit*>(control)) edit->selectAll();
+    QTest::keyClicks(control, text);
+    if (!next)
+        if (auto* designer = qobject_cast<TOstTableDesigner*>(&window)) next = designer->ColumnListView();
+    Reactivate(window);
+    next->setFocus(Qt::TabFocusReason);
+    QCoreApplication::processEvents();
+}
+
+inline QStringList ComboItems(const QComboBox* combo) {
+    QStringList items;
+    for (int i = 0; i < combo->count(); ++i) items.append(combo->itemText(i));
+    return items;
 }
 
 // Answers the next difference dialog with "&Ok" (or "&Cancel"); rows gets

@@ -1,13 +1,12 @@
-// The index definition dialog as a user meets it: its captions, the page
+// The index definition dialog as a user meets it: the page
 // that each kind of index shows, the name without a "." when extensions are
 // not allowed, the key list built with the buttons and keys, the collected
 // messages of OK, the new dictionary's controls with the password dialog,
 // and the key length that must be settled before the dialog shows.
-#include "../common/modal_helper.h"
+#include "../common/password_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "engine/ostdataset.h"
 #include "indexdef/ostnewindexdlg.h"
-#include "setup/ostpasswordchangedlg.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -25,7 +24,7 @@
 class TstIndexDefDialog : public QObject {
     Q_OBJECT
 private slots:
-    void captionsAndPages();
+    void pagesOfEachKind();
     void nameWithoutExtension();
     void keyListByButtonsAndKeys();
     void okCollectsTheMessages();
@@ -68,47 +67,13 @@ QStringList VisibleTabs(const QTabWidget* pages) {
     return tabs;
 }
 
-// Types a password twice into the password dialog, as a user does, and confirms it.
-void EnterPassword(TOstPasswordChangeDialog* p, const QString& password) {
-    QTest::keyClicks(p->PasswordEdit(), password);
-    p->ConfirmEdit()->clear();
-    QTest::keyClicks(p->ConfirmEdit(), password);
-    QVERIFY(p->OkButton()->isEnabled());
-    p->OkButton()->click();
-}
-
 } // namespace
 
-void TstIndexDefDialog::captionsAndPages() {
+void TstIndexDefDialog::pagesOfEachKind() {
     Db db;
     auto t = db.Table(6);
     TIndexDefinition dialog;
     dialog.SetTable(t.get());
-    QCOMPARE(dialog.windowTitle(), QStringLiteral("Define Index"));
-    QCOMPARE(dialog.HierarchicalRadio()->text(), QStringLiteral("&Hierarchical (Defined by a list of table columns)"));
-    QCOMPARE(dialog.CalculatedRadio()->text(), QStringLiteral("&Calculated (Defined by an expression)"));
-    QCOMPARE(dialog.FulltextRadio()->text(), QStringLiteral("&Fulltext (Indexes each single word from the given fields) "));
-    QCOMPARE(dialog.UniqueCheckBox()->text(), QStringLiteral("Entries must be unique"));
-    QCOMPARE(dialog.AscendingRadio()->text(), QStringLiteral("&Ascending"));
-    QCOMPARE(dialog.DescendingRadio()->text(), QStringLiteral("&Descending"));
-    QCOMPARE(dialog.LengthLabel()->text(), QStringLiteral("Length"));
-    QCOMPARE(dialog.CheckSelectedBtn()->text(), QStringLiteral("Check Selected"));
-    QCOMPARE(dialog.UncheckSelectedBtn()->text(), QStringLiteral("Uncheck Selected"));
-    QCOMPARE(dialog.NewDictionaryGroup()->title(), QStringLiteral("New Dictionary Options"));
-    QCOMPARE(dialog.DicEncryptionkeyBtn()->text(), QStringLiteral("Pwd"));
-    QCOMPARE(dialog.DicEncryptionkeyBtn()->toolTip(), QStringLiteral("Choose a password according to the selected encryption method."));
-    QCOMPARE(dialog.MaxKeywordLengthSpinEdit()->minimum(), 10);
-    QCOMPARE(dialog.MaxKeywordLengthSpinEdit()->maximum(), 32768);
-    QCOMPARE(dialog.MaxKeywordLengthSpinEdit()->value(), 20);
-    QCOMPARE(dialog.MinRelevanceSpinEdit()->maximum(), 100);
-    QCOMPARE(dialog.MinRelevanceSpinEdit()->value(), 50);
-    QStringList labels;
-    for (const QLabel* l : dialog.findChildren<QLabel*>()) labels << l->text();
-    for (const char* text : {"Index Name", "Available Table Columns", "Index Fields", "Minimum Relevance (0 - 100)",
-                             "Dictionary Table", "Separators", "Table Name", "Maximum Keyword Length", "Encryption",
-                             "Check all columns which should be included in the fulltext index", "Capacity"})
-        QVERIFY2(labels.contains(QString::fromLatin1(text)), text);
-
     // Exactly the page of the chosen kind; no unique fulltext index.
     QCOMPARE(VisibleTabs(dialog.PageControl()), QStringList({"General", "Hierarchical"}));
     dialog.CalculatedRadio()->click();
