@@ -62,3 +62,12 @@ struct PeopleTable {
     std::unique_ptr<TOstTable> Open() const;
     QStringList Column(const QString& sql) const { return ColumnOf(location, sql); }
 };
+
+// The designer core on PeopleTable with a recording view; tests bind its
+// parts: auto& [people, view, core] = fixture.
+struct PeopleInCore {
+    PeopleTable people;
+    TRecordingView view;
+    TOstTableDesignerCore core{&view};
+    PeopleInCore() { core.SetOstDataset(people.table.get()); }
+};

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "../common/modal_helper.h"
+#include "designer_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "designer/ostdifferencedlg.h"
 #include "designer/osttabledesigner.h"
@@ -43,6 +44,15 @@ private:
     TScriptedDialogService m_dialogs;
     TScopedDialogService m_scope;
     QStringList m_failures;
+};
+
+// The designer form on PeopleTable, its message boxes answered from a
+// script; tests bind its parts: auto& [people, dialogs, designer] = fixture.
+struct PeopleInDesigner {
+    PeopleTable people;
+    TDesignerDialogs dialogs;
+    TOstTableDesigner designer;
+    PeopleInDesigner() { designer.SetOstDataset(people.table.get()); }
 };
 
 inline QStringList Rows(const QTreeWidget* list, int columns) {

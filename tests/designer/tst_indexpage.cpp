@@ -65,10 +65,8 @@ void DefineKey(TIndexDefinition* d, const QString& name, const QString& column) 
 } // namespace
 
 void TstIndexPage::listAndActions() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QCOMPARE(IndexRows(designer), QStringList({"ByCity|City||29|4096|100000"}));
     QVERIFY(designer.IndexListView()->topLevelItem(0)->textAlignment(3) & Qt::AlignRight);
     // Keyboard users: shortcuts and tab stops on the toolbar.
@@ -118,10 +116,8 @@ void TstIndexPage::listAndActions() {
 }
 
 void TstIndexPage::addComesBackAfterARefusedName() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     dialogs->Press(QMessageBox::Ok);
     QString nameShownAgain;
     QStringList keysShownAgain;
@@ -162,10 +158,8 @@ void TstIndexPage::addComesBackAfterARefusedName() {
 }
 
 void TstIndexPage::editAndDelete() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     SelectIndex(designer, "ByCity");
     WhenShown<TIndexDefinition>([](TIndexDefinition* d) {
         QCOMPARE(d->IndexNameEdit()->text(), QStringLiteral("ByCity"));
@@ -213,10 +207,8 @@ void TstIndexPage::editAndDelete() {
 }
 
 void TstIndexPage::structureEditsRefuseIndexEdits() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     designer.Core().AddColumn(4, "Extra");
     designer.Core().UpdateDirtyFlags();
     QVERIFY(designer.Core().DirtyStructure());
@@ -307,10 +299,8 @@ void TstIndexPage::fulltextWithNewEncryptedDictionary() {
 }
 
 void TstIndexPage::noInputWhileIndexesAreApplied() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     designer.Core().WorkingTable()->IndexDefs().Add("ByAge", "Age", TIndexOptions());
     designer.Core().UpdateDirtyFlags();
@@ -338,10 +328,8 @@ void TstIndexPage::noInputWhileIndexesAreApplied() {
 }
 
 void TstIndexPage::columnIndexBoxes() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     auto* createIndex = designer.ColumnPropertyEditor()->findChild<QCheckBox*>("CreateIndexCheckBox");
     auto* fulltext = designer.ColumnPropertyEditor()->findChild<QCheckBox*>("FulltextIndexCheckBox");
     QVERIFY(createIndex && fulltext);

@@ -113,10 +113,8 @@ void TstTableDesigner::opensOnTheTableWithItsColumns() {
 }
 
 void TstTableDesigner::columnEditsAreAppliedAndKeepTheData() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     TColumnPropertyEditor* editor = designer.ColumnPropertyEditor();
 
@@ -185,10 +183,8 @@ void TstTableDesigner::columnEditsAreAppliedAndKeepTheData() {
 }
 
 void TstTableDesigner::typedNamesAndTheRecordIdIndication() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     TColumnPropertyEditor* editor = designer.ColumnPropertyEditor();
 
@@ -225,10 +221,8 @@ void TstTableDesigner::typedNamesAndTheRecordIdIndication() {
 }
 
 void TstTableDesigner::actionStatesAndTheEditGuard() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
 
     // Up on the first row changes nothing.
     designer.MoveColumnUpAct()->trigger();
@@ -317,10 +311,8 @@ void TstTableDesigner::lowLevelTablesHaveNoKeys() {
 }
 
 void TstTableDesigner::failedAppliesKeepTheEdits() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
 
     // No name: an error, the name edit gets the focus.
@@ -433,10 +425,8 @@ void TstTableDesigner::queriesAreOnlyShown() {
 // A keyboard user adds, moves, keys and deletes columns: every toolbar action
 // has its key on its page, names it in its tooltip, and is a tab stop.
 void TstTableDesigner::keysReachEveryColumnAction() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     designer.show();
     QVERIFY(QTest::qWaitForWindowActive(&designer));
     designer.ColumnListView()->setFocus();

@@ -60,10 +60,8 @@ QPoint CentredOver(const QWidget* owner, const QWidget* box) {
 } // namespace
 
 void TstTableDesignerProps::capacityTakesThousandsSeparators() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     TOstTable* working = designer.Core().WorkingTable();
     QComboBox* capacity = designer.CapacityComboBox();
@@ -163,10 +161,8 @@ void TstTableDesignerProps::levelDecidesEncryptionAndKeys() {
 }
 
 void TstTableDesignerProps::collationNeedsLevelSix() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     TOstTable* working = designer.Core().WorkingTable();
     QComboBox* collation = designer.CollationsComboBox();
