@@ -3,6 +3,7 @@
 // text, and focus moves that count as leaving a control.
 #pragma once
 
+#include "../common/collected_dialogs.h"
 #include "../common/modal_helper.h"
 #include "designer_helper.h"
 #include "common/ostscripteddialogs.h"
@@ -17,33 +18,21 @@
 #include <QTreeWidget>
 #include <QtTest>
 
-// The scripted dialog service for one test. A box the script did not expect
-// is answered with no button and recorded; Failures() lists them.
-class TDesignerDialogs {
+// The scripted dialog service for one test, with the message boxes it
+// answered as text.
+class TDesignerDialogs : public TCollectedDialogs {
 public:
-    TDesignerDialogs() : m_scope(&m_dialogs) {
-        m_dialogs.SetFailureHandler([this](const QString& message) { m_failures.append(message); });
-    }
-    TScriptedDialogService& operator*() { return m_dialogs; }
-    TScriptedDialogService* operator->() { return &m_dialogs; }
-    const QStringList& Failures() const { return m_failures; }
+    TScriptedDialogService& operator*() { return service; }
+    TScriptedDialogService* operator->() { return &service; }
+    const QStringList& Failures() const { return failures; }
     // "caption: text" of every message box shown so far.
     QStringList Messages() const {
         QStringList list;
-        for (const auto& call : m_dialogs.Calls())
-            if (call.Kind == TScriptedDialogService::TCallKind::Message)
-                list.append(call.Caption + ": " + call.Text);
+        for (const auto& call : service.Calls())
+            if (call.Kind == TScriptedDialogService::TCallKind::Message) list.append(call.Caption + ": " + call.Text);
         return list;
     }
-    QString LastMessage() const {
-        const QStringList list = Messages();
-        return list.isEmpty() ? QString() : list.last();
-    }
-
-private:
-    TScriptedDialogService m_dialogs;
-    TScopedDialogService m_scope;
-    QStringList m_failures;
+    QString LastMessage() const { return Messages().isEmpty() ? QString() : Messages().last(); }
 };
 
 // The designer form on PeopleTable, its message boxes answered from a

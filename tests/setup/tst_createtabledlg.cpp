@@ -60,10 +60,6 @@ void TstCreateTableDlg::textsOfBothModes() {
     QCOMPARE(d.DatabasesLabel()->text(), QStringLiteral("Optionally choose an existing database component"));
     QVERIFY(d.TableNameEdit()->isHidden());
     QVERIFY(!d.TableNamesComboBox()->isHidden());
-    QCOMPARE(d.OKBtn()->text(), QStringLiteral("&OK"));
-    QCOMPARE(d.CancelBtn()->text(), QStringLiteral("&Cancel"));
-    QCOMPARE(d.LocationMenu()->actions().at(0)->text(), QStringLiteral("Database &File..."));
-    QCOMPARE(d.LocationMenu()->actions().at(1)->text(), QStringLiteral("Database &Directory..."));
     QCOMPARE(d.ResultDatabase()->GetDatabaseName(), QStringLiteral(" "));
 }
 

@@ -137,7 +137,6 @@ void TstPasswordChangeDlg::fillerNeverCountsAsRepetition() {
 
 void TstPasswordChangeDlg::noteAndLayoutFollowTheMethod() {
     TOstPasswordChangeDialog dialog;
-    QCOMPARE(dialog.windowTitle(), QStringLiteral("Enter Password"));
     QCOMPARE(dialog.EncryptionMethod(), int(emNone));
     QStringList texts;
     for (const QLabel* label : dialog.findChildren<QLabel*>())
