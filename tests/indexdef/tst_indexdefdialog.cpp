@@ -4,6 +4,7 @@
 // messages of OK, the new dictionary's controls with the password dialog,
 // and the key length that must be settled before the dialog shows.
 #include "../common/password_helper.h"
+#include "indexdef_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "engine/ostdataset.h"
 #include "indexdef/ostnewindexdlg.h"
@@ -34,26 +35,6 @@ private slots:
 
 namespace {
 
-struct Db {
-    QTemporaryDir dir;
-    QString location = dir.filePath("db");
-    Db() {
-        TOstDatabase db;
-        db.SetLocation(location);
-        db.CreateDatabase();
-    }
-    std::unique_ptr<TOstTable> Table(int level) {
-        auto t = std::make_unique<TOstTable>();
-        t->SetDatabaseName(location);
-        t->SetTableName("Docs");
-        t->SetTableLevel(level);
-        t->GetFieldDefsOst().Add("Title", dtString, 60)->SetNullable(level >= 4);
-        t->GetFieldDefsOst().Add("Body", dtMemo, 0)->SetNullable(level >= 4);
-        t->GetFieldDefsOst().Add("Pages", dtInteger, 0);
-        return t;
-    }
-};
-
 QStringList Items(const QListWidget* list) {
     QStringList items;
     for (int i = 0; i < list->count(); ++i) items << list->item(i)->text();
@@ -71,7 +52,7 @@ QStringList VisibleTabs(const QTabWidget* pages) {
 
 void TstIndexDefDialog::pagesOfEachKind() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition dialog;
     dialog.SetTable(t.get());
     // Exactly the page of the chosen kind; no unique fulltext index.
@@ -98,7 +79,7 @@ void TstIndexDefDialog::pagesOfEachKind() {
     QCOMPARE(Items(dialog.AvailableColumnsList()), QStringList({"Title", "Pages"})); // no memo in a key
 
     // Below level 4: "Advanced" with the capacity, no fulltext, short expressions.
-    auto low = db.Table(3);
+    auto low = db.Table("Docs", 3, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition old;
     old.SetTable(low.get());
     QCOMPARE(VisibleTabs(old.PageControl()), QStringList({"General", "Hierarchical", "Advanced"}));
@@ -112,7 +93,7 @@ void TstIndexDefDialog::pagesOfEachKind() {
 
 void TstIndexDefDialog::nameWithoutExtension() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition dialog;
     dialog.SetTable(t.get());
     dialog.show();
@@ -129,7 +110,7 @@ void TstIndexDefDialog::nameWithoutExtension() {
 
 void TstIndexDefDialog::keyListByButtonsAndKeys() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition dialog;
     dialog.SetTable(t.get());
     dialog.show();
@@ -175,7 +156,7 @@ void TstIndexDefDialog::keyListByButtonsAndKeys() {
 
 void TstIndexDefDialog::okCollectsTheMessages() {
     Db db;
-    auto t = db.Table(3);
+    auto t = db.Table("Docs", 3, {"Title:1:60", "Body:8", "Pages:3"});
     TScriptedDialogService script;
     TScopedDialogService scope(&script);
     TIndexDefinition dialog;
@@ -210,7 +191,7 @@ void TstIndexDefDialog::okCollectsTheMessages() {
 
 void TstIndexDefDialog::newDictionaryControls() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TScriptedDialogService script;
     TScopedDialogService scope(&script);
     TIndexDefinition dialog;
@@ -277,7 +258,7 @@ void TstIndexDefDialog::newDictionaryControls() {
 
 void TstIndexDefDialog::editableStringLengthBeforeShowing() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition dialog;
     dialog.SetTable(t.get());
     dialog.SetEditableStringLength(false);
