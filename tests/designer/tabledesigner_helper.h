@@ -60,13 +60,6 @@ inline QStringList ColumnRows(const TOstTableDesigner& designer) {
     return Rows(designer.ColumnListView(), 4);
 }
 
-// Shows the designer as the active window, so that focus moves as a user's would.
-inline bool ShowActive(QWidget& w) {
-    w.show();
-    w.activateWindow();
-    return QTest::qWaitForWindowActive(&w);
-}
-
 // Focus moves only inside the active window; a dialog that was shown over
 // the designer may have left it inactive.
 inline bool Reactivate(QWidget& w) {
@@ -97,12 +90,6 @@ inline void TypeAndLeave(QWidget& window, QWidget* control, const QString& text,
     Reactivate(window);
     next->setFocus(Qt::TabFocusReason);
     QCoreApplication::processEvents();
-}
-
-inline QStringList ComboItems(const QComboBox* combo) {
-    QStringList items;
-    for (int i = 0; i < combo->count(); ++i) items.append(combo->itemText(i));
-    return items;
 }
 
 // Answers the next difference dialog with "&Ok" (or "&Cancel"); rows gets

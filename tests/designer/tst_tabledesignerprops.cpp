@@ -66,7 +66,7 @@ void TstTableDesignerProps::capacityTakesThousandsSeparators() {
     TOstTable* working = designer.Core().WorkingTable();
     QComboBox* capacity = designer.CapacityComboBox();
     QCOMPARE(capacity->currentText(), QStringLiteral("100,000"));
-    QCOMPARE(ComboItems(capacity), CapacityItems());
+    QCOMPARE(ItemTexts(capacity), CapacityItems());
 
     TypeAndLeave(designer, capacity, "250,000");
     QCOMPARE(working->GetCapacity(), 250000);
@@ -103,7 +103,7 @@ void TstTableDesignerProps::levelDecidesEncryptionAndKeys() {
     QComboBox* encryption = designer.EncryptionTypComboBox();
     QPushButton* pwd = designer.EncryptionKeyBtn();
     QCOMPARE(designer.TableLevelSpinEdit()->value(), 4);
-    QCOMPARE(ComboItems(encryption), QStringList({"Default", "None", "Protection", "Classic", "FastEncrypt",
+    QCOMPARE(ItemTexts(encryption), QStringList({"Default", "None", "Protection", "Classic", "FastEncrypt",
                                              "Blowfish", "Rijndael/AES"}));
     QCOMPARE(encryption->currentText(), QStringLiteral("Default"));
     QVERIFY(!pwd->isEnabled());
@@ -143,7 +143,7 @@ void TstTableDesignerProps::levelDecidesEncryptionAndKeys() {
     // Level 3 offers no Blowfish: back to the default, no key, no "Pwd".
     TypeAndLeave(designer, designer.TableLevelSpinEdit(), "3");
     QCOMPARE(working->GetTableLevel(), 3);
-    QCOMPARE(ComboItems(encryption), QStringList({"Default", "None", "Protection", "Classic"}));
+    QCOMPARE(ItemTexts(encryption), QStringList({"Default", "None", "Protection", "Classic"}));
     QCOMPARE(encryption->currentText(), QStringLiteral("Default"));
     QCOMPARE(working->GetEncryptionMethod(), int(emDefault));
     QCOMPARE(designer.Core().EncryptionKey(), QString());

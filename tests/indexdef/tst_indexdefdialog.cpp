@@ -35,12 +35,6 @@ private slots:
 
 namespace {
 
-QStringList Items(const QListWidget* list) {
-    QStringList items;
-    for (int i = 0; i < list->count(); ++i) items << list->item(i)->text();
-    return items;
-}
-
 QStringList VisibleTabs(const QTabWidget* pages) {
     QStringList tabs;
     for (int i = 0; i < pages->count(); ++i)
@@ -75,8 +69,8 @@ void TstIndexDefDialog::pagesOfEachKind() {
     QVERIFY(!dialog.UniqueCheckBox()->isEnabled());
     QVERIFY(!dialog.SeparatorsEdit()->isHidden());
     QCOMPARE(dialog.SeparatorsEdit()->text(), OstDefaultFulltextSeparators);
-    QCOMPARE(Items(dialog.FulltextColumnsList()), QStringList({"Title", "Body", "Pages"}));
-    QCOMPARE(Items(dialog.AvailableColumnsList()), QStringList({"Title", "Pages"})); // no memo in a key
+    QCOMPARE(ItemTexts(dialog.FulltextColumnsList()), QStringList({"Title", "Body", "Pages"}));
+    QCOMPARE(ItemTexts(dialog.AvailableColumnsList()), QStringList({"Title", "Pages"})); // no memo in a key
 
     // Below level 4: "Advanced" with the capacity, no fulltext, short expressions.
     auto low = db.Table("Docs", 3, {"Title:1:60", "Body:8", "Pages:3"});
@@ -125,14 +119,14 @@ void TstIndexDefDialog::keyListByButtonsAndKeys() {
     available->setFocus();
     available->setCurrentRow(0);
     QTest::keyClick(available, Qt::Key_Return);
-    QCOMPARE(Items(keys), QStringList({"1. Pages, ascending", "2. Title, ascending"}));
-    QCOMPARE(Items(available), QStringList());
+    QCOMPARE(ItemTexts(keys), QStringList({"1. Pages, ascending", "2. Title, ascending"}));
+    QCOMPARE(ItemTexts(available), QStringList());
     QVERIFY(!dialog.InsertColumnBtn()->isEnabled());
     QCOMPARE(keys->currentRow(), 1);
     dialog.DescendingRadio()->click();
-    QCOMPARE(Items(keys), QStringList({"1. Pages, ascending", "2. Title, descending"}));
+    QCOMPARE(ItemTexts(keys), QStringList({"1. Pages, ascending", "2. Title, descending"}));
     dialog.MoveUpBtn()->click();
-    QCOMPARE(Items(keys), QStringList({"1. Title, descending", "2. Pages, ascending"}));
+    QCOMPARE(ItemTexts(keys), QStringList({"1. Title, descending", "2. Pages, ascending"}));
     QCOMPARE(keys->currentRow(), 0);
     QVERIFY(dialog.DescendingRadio()->isChecked());
     // The key length: only for a string column, and only where it is offered.
@@ -146,11 +140,11 @@ void TstIndexDefDialog::keyListByButtonsAndKeys() {
     const QPoint at = keys->visualItemRect(keys->item(1)).center();
     QTest::mouseClick(keys->viewport(), Qt::LeftButton, {}, at);
     QTest::mouseDClick(keys->viewport(), Qt::LeftButton, {}, at);
-    QCOMPARE(Items(keys), QStringList({"1. Title:12, descending"}));
-    QCOMPARE(Items(available), QStringList({"Pages"}));
+    QCOMPARE(ItemTexts(keys), QStringList({"1. Title:12, descending"}));
+    QCOMPARE(ItemTexts(available), QStringList({"Pages"}));
     dialog.DeleteAllColumnsBtn()->click();
-    QCOMPARE(Items(keys), QStringList());
-    QCOMPARE(Items(available), QStringList({"Title", "Pages"}));
+    QCOMPARE(ItemTexts(keys), QStringList());
+    QCOMPARE(ItemTexts(available), QStringList({"Title", "Pages"}));
     dialog.close();
 }
 

@@ -22,17 +22,6 @@ private slots:
     void showingStartsAfresh();
 };
 
-namespace {
-
-// Shows the dialog as the active window so that focus moves as a user's would.
-bool ShowActive(QDialog& dialog) {
-    dialog.show();
-    dialog.activateWindow();
-    return QTest::qWaitForWindowActive(&dialog);
-}
-
-} // namespace
-
 void TstPasswordChangeDlg::validEntries_data() {
     QTest::addColumn<int>("method");
     QTest::addColumn<QString>("entry");
