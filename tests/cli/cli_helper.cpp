@@ -40,6 +40,24 @@ void WriteTextFile(const QString& path, const QByteArray& content) {
         qFatal("cannot write %s", qPrintable(path));
 }
 
+CliDb::CliDb(bool singleFile, const QString& name)
+    : db(tmp.filePath(singleFile ? name + QStringLiteral(".ostd") : name)) {}
+
+QString CliDb::File(const QString& name, const QByteArray& content) const {
+    const QString path = tmp.filePath(name);
+    WriteTextFile(path, content);
+    return path;
+}
+
+CliRun CliDb::Create(const QList<QPair<QString, QByteArray>>& tables) const {
+    CliRun r = RunOstra({QStringLiteral("create-db"), db});
+    for (const auto& table : tables) {
+        if (!r.finished || r.exitCode != 0) break;
+        r = RunOstra({QStringLiteral("create-table"), db, File(table.first, table.second)});
+    }
+    return r;
+}
+
 QJsonObject DescribeJson(const QString& db, const QString& table) {
     const CliRun r = RunOstra({QStringLiteral("describe"), db, table, QStringLiteral("--json")});
     if (!r.finished || r.exitCode != 0) return {};

@@ -3,8 +3,11 @@
 
 #include <QByteArray>
 #include <QJsonObject>
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 
 struct CliRun {
     int exitCode = -1;
@@ -19,6 +22,20 @@ CliRun RunOstra(const QStringList& args, const QByteArray& input = {}, int timeo
 
 // Writes a file, failing the process when it cannot.
 void WriteTextFile(const QString& path, const QByteArray& content);
+
+// A database path in a temporary directory (NAME.ostd, or the folder NAME),
+// with the files of a test written beside it.
+struct CliDb {
+    QTemporaryDir tmp;
+    QString db;
+    explicit CliDb(bool singleFile = true, const QString& name = QStringLiteral("shop"));
+    // Writes a file beside the database; its path.
+    QString File(const QString& name, const QByteArray& content) const;
+    // `ostra create-db`, then `ostra create-table` of each definition (a file
+    // name, which names a table without a "name", and its JSON): the first
+    // run that failed, else the last one.
+    CliRun Create(const QList<QPair<QString, QByteArray>>& tables = {}) const;
+};
 
 // `ostra describe DB TABLE --json` parsed; an empty object when it failed.
 QJsonObject DescribeJson(const QString& db, const QString& table);

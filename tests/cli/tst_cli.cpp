@@ -27,11 +27,6 @@ QJsonObject ParseJson(const char* text) {
     return d.object();
 }
 
-// The database path of a layout inside a temporary directory.
-QString DbPath(const QTemporaryDir& tmp, bool singleFile) {
-    return tmp.filePath(singleFile ? QStringLiteral("shop.ostd") : QStringLiteral("shop"));
-}
-
 void AddLayouts() {
     QTest::addColumn<bool>("singleFile");
     QTest::newRow("directory") << false;
@@ -162,11 +157,9 @@ private slots:
 };
 
 void TestCli::planAndApplyAsTheDesignerDoes() {
-    QTemporaryDir tmp;
-    const QString db = tmp.filePath("shop.ostd");
-    EXPECT_OK(RunOstra({"create-db", db}));
-    WriteTextFile(tmp.filePath("Items.json"), ItemsInput);
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Items.json")}));
+    CliDb d;
+    const QString& db = d.db;
+    EXPECT_OK(d.Create({{"Items.json", ItemsInput}}));
     EXPECT_OK(RunOstra({"sql", db, "INSERT INTO Items(Code, Qty, Price) VALUES ('A1', '5', 1.5), ('B2', '7', 2)"}));
 
     // Rename the table and a column, widen it, drop one, add one and an index.
@@ -186,8 +179,7 @@ void TestCli::planAndApplyAsTheDesignerDoes() {
     indexes.append(QJsonObject{{"name", "ByQty"}, {"fields", "Qty"}});
     def["indexes"] = indexes;
     def["name"] = "Stock";
-    const QString file = tmp.filePath("stock.json");
-    WriteTextFile(file, Json(def).toUtf8());
+    const QString file = d.File("stock.json", Json(def).toUtf8());
 
     // A deleted column stands at the end of the list; the one behind it moved up.
     const QString plan = "\tTable renamend to Stock\n2\tSku renamed.\n6\tOld deleted.\n5\tFlag position changed.\n6\tNote added.\n"
@@ -226,29 +218,28 @@ void TestCli::planAndApplyAsTheDesignerDoes() {
     QCOMPARE(DescribeJson(db, "Stock")["columns"].toArray()[0].toObject()["spec"].toString(), QString());
 
     // A table that does not exist is created.
-    WriteTextFile(tmp.filePath("fresh.json"), R"js({"name": "Fresh", "columns": [{"name": "A", "type": "dtInteger", "number": 4}]})js");
-    QCOMPARE(RunOstra({"plan", db, tmp.filePath("fresh.json")}).out, QStringLiteral("1\tA added.\nApplying creates the table.\n"));
-    r = RunOstra({"apply", db, tmp.filePath("fresh.json"), "--yes"});
+    const QString fresh = d.File("fresh.json", R"js({"name": "Fresh", "columns": [{"name": "A", "type": "dtInteger", "number": 4}]})js");
+    QCOMPARE(RunOstra({"plan", db, fresh}).out, QStringLiteral("1\tA added.\nApplying creates the table.\n"));
+    r = RunOstra({"apply", db, fresh, "--yes"});
     EXPECT_OK(r);
     QVERIFY2(r.out.endsWith("Created Fresh (0 rows)\n"), qPrintable(r.out));
 }
 
 void TestCli::createDatabase() {
     QFETCH(bool, singleFile);
-    QTemporaryDir tmp;
-    const QString db = DbPath(tmp, singleFile);
-    EXPECT_OK(RunOstra({"create-db", db}));
+    CliDb d(singleFile);
+    const QString& db = d.db;
+    EXPECT_OK(d.Create());
     QCOMPARE(singleFile ? QFileInfo(db).isFile() : QFileInfo(db).isDir(), true);
     CliRun r = RunOstra({"tables", db});
     EXPECT_OK(r);
     QCOMPARE(r.out, QString());
     // An empty directory may become a database; one holding tables may not.
-    WriteTextFile(tmp.filePath("T.json"), R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js");
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("T.json")}));
+    EXPECT_OK(RunOstra({"create-table", db, d.File("T.json", R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js")}));
     EXPECT_FAIL(RunOstra({"create-db", db}), 1, "already exists");
 
     // --single-file completes the extension; --catalog makes a managed database.
-    const QString managed = tmp.filePath(singleFile ? "managed" : "managed-dir");
+    const QString managed = d.tmp.filePath(singleFile ? "managed" : "managed-dir");
     EXPECT_OK(RunOstra(singleFile ? QStringList{"create-db", managed, "--single-file", "--catalog"}
                                   : QStringList{"create-db", managed, "--catalog"}));
     const QString location = singleFile ? managed + ".ostd" : managed;
@@ -262,17 +253,13 @@ void TestCli::createDatabase() {
 
 void TestCli::definitionsRoundTrip() {
     QFETCH(bool, singleFile);
-    QTemporaryDir tmp;
-    const QString db = DbPath(tmp, singleFile);
-    EXPECT_OK(RunOstra({"create-db", db}));
+    CliDb d(singleFile);
+    const QString& db = d.db;
     // Without a "name" the file name names the table; with one, the file name does not matter.
-    WriteTextFile(tmp.filePath("Regions.json"), RegionsInput);
-    WriteTextFile(tmp.filePath("orders-v1.json"), OrdersInput);
-    WriteTextFile(tmp.filePath("Words.json"), R"js({"columns": [{"name": "Keyword", "type": "dtWideString", "size": 40},
-        {"name": "Relevance", "type": "dtWord"}, {"name": "RecordId", "type": "dtAutoInc"}]})js"); // a fulltext dictionary
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Regions.json")}));
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Words.json")}));
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("orders-v1.json")}));
+    EXPECT_OK(d.Create({{"Regions.json", RegionsInput},
+                        {"Words.json", R"js({"columns": [{"name": "Keyword", "type": "dtWideString", "size": 40},
+        {"name": "Relevance", "type": "dtWord"}, {"name": "RecordId", "type": "dtAutoInc"}]})js"}, // a fulltext dictionary
+                        {"orders-v1.json", OrdersInput}}));
 
     const QJsonObject regions = DescribeJson(db, "regions"); // table names are found without regard to case
     QVERIFY2(regions == ParseJson(RegionsDescribed), qPrintable(Json(regions)));
@@ -310,11 +297,10 @@ void TestCli::definitionsRoundTrip() {
 
     // What describe prints is what alter reads: feeding it back changes nothing.
     r = RunOstra({"describe", db, "Orders", "--json"});
-    WriteTextFile(tmp.filePath("described.json"), r.out.toUtf8());
-    EXPECT_OK(RunOstra({"alter", db, tmp.filePath("described.json")}));
+    EXPECT_OK(RunOstra({"alter", db, d.File("described.json", r.out.toUtf8())}));
     QCOMPARE(WithoutStatistics(DescribeJson(db, "Orders")), expected);
 
-    EXPECT_FAIL(RunOstra({"create-table", db, tmp.filePath("orders-v1.json")}), 1, "already exists");
+    EXPECT_FAIL(RunOstra({"create-table", db, d.tmp.filePath("orders-v1.json")}), 1, "already exists");
 
     r = RunOstra({"describe", db, "Orders"});
     EXPECT_OK(r);
@@ -325,17 +311,15 @@ void TestCli::definitionsRoundTrip() {
 
 void TestCli::alterRestructuresAndKeepsData() {
     QFETCH(bool, singleFile);
-    QTemporaryDir tmp;
-    const QString db = DbPath(tmp, singleFile);
-    EXPECT_OK(RunOstra({"create-db", db}));
-    WriteTextFile(tmp.filePath("items.json"), ItemsInput);
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("items.json")}));
+    CliDb d(singleFile);
+    const QString& db = d.db;
+    EXPECT_OK(d.Create({{"items.json", ItemsInput}}));
     EXPECT_OK(RunOstra({"sql", db, "INSERT INTO Items(Code, Qty, Price, Old, Flag) VALUES "
                                    "('A1', '12', 2.5, 'x', 1), ('B2', ' 7', NULL, 'y', 0), ('C3', NULL, 10, NULL, NULL)"}));
 
     // Code renamed to Sku and widened, Price moved to the front, Qty from text to integer,
     // Flag renamed, Old dropped, Note added.
-    WriteTextFile(tmp.filePath("items-v2.json"), R"js({"name": "Items", "columns": [
+    const QString v2 = d.File("items-v2.json", R"js({"name": "Items", "columns": [
         {"name": "Id", "type": "dtAutoInc", "number": 1},
         {"name": "Price", "type": "dtFloat", "number": 4},
         {"name": "Sku", "type": "dtString", "size": 20, "number": 2},
@@ -343,7 +327,7 @@ void TestCli::alterRestructuresAndKeepsData() {
         {"name": "Active", "type": "dtBoolean", "number": 6},
         {"name": "Note", "type": "dtWideString", "size": 30}],
       "indexes": [{"name": "BySku", "fields": "Sku", "options": ["unique"]}]})js");
-    CliRun r = RunOstra({"alter", db, tmp.filePath("items-v2.json")});
+    CliRun r = RunOstra({"alter", db, v2});
     EXPECT_OK(r);
     QCOMPARE(r.out, QStringLiteral("Restructured Items (3 rows)\n"));
     QCOMPARE(r.err, QString()); // no progress line when stderr is not a terminal
@@ -368,8 +352,7 @@ void TestCli::alterRestructuresAndKeepsData() {
     sku["type"] = "dtInteger";
     cols[2] = sku;
     bad["columns"] = cols;
-    WriteTextFile(tmp.filePath("items-bad.json"), QJsonDocument(bad).toJson());
-    r = RunOstra({"alter", db, tmp.filePath("items-bad.json")});
+    r = RunOstra({"alter", db, d.File("items-bad.json", QJsonDocument(bad).toJson())});
     EXPECT_FAIL(r, 1, "Sku");
     QVERIFY2(r.err.contains("'A1' is not a whole number"), r.Describe().constData());
     QCOMPARE(r.out, QString());
@@ -381,20 +364,17 @@ void TestCli::alterRestructuresAndKeepsData() {
     sku["number"] = 42;
     cols[2] = sku;
     bad["columns"] = cols;
-    WriteTextFile(tmp.filePath("items-bad.json"), QJsonDocument(bad).toJson());
-    EXPECT_FAIL(RunOstra({"alter", db, tmp.filePath("items-bad.json")}), 1, "number 42");
+    EXPECT_FAIL(RunOstra({"alter", db, d.File("items-bad.json", QJsonDocument(bad).toJson())}), 1, "number 42");
     QCOMPARE(DescribeJson(db, "Items"), after);
 }
 
 void TestCli::sqlOutput() {
     QFETCH(bool, singleFile);
-    QTemporaryDir tmp;
-    const QString db = DbPath(tmp, singleFile);
-    EXPECT_OK(RunOstra({"create-db", db}));
-    WriteTextFile(tmp.filePath("T.json"), R"js({"columns": [{"name": "Id", "type": "dtAutoInc"},
+    CliDb d(singleFile);
+    const QString& db = d.db;
+    EXPECT_OK(d.Create({{"T.json", R"js({"columns": [{"name": "Id", "type": "dtAutoInc"},
         {"name": "Name", "type": "dtString", "size": 30}, {"name": "Amount", "type": "dtFloat"}],
-        "checks": [{"condition": "Amount < 1000", "message": "too much"}]})js");
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("T.json")}));
+        "checks": [{"condition": "Amount < 1000", "message": "too much"}]})js"}}));
 
     // Several statements from standard input run together.
     CliRun r = RunOstra({"sql", db, "-"}, "INSERT INTO T(Name, Amount) VALUES ('Ann', 1.5), ('Bob, \"the\" builder', NULL);\n"
@@ -430,15 +410,13 @@ void TestCli::sqlOutput() {
 
 void TestCli::searchPrintsRankedRecords() {
     QFETCH(bool, singleFile);
-    QTemporaryDir tmp;
-    const QString db = DbPath(tmp, singleFile);
-    EXPECT_OK(RunOstra({"create-db", db}));
+    CliDb d(singleFile);
+    const QString& db = d.db;
     // The fulltext index of the definition is built with the table; its dictionary is made for it.
-    WriteTextFile(tmp.filePath("Notes.json"), R"js({"columns": [{"name": "Id", "type": "dtAutoInc"},
+    EXPECT_OK(d.Create({{"Notes.json", R"js({"columns": [{"name": "Id", "type": "dtAutoInc"},
         {"name": "Title", "type": "dtString", "size": 30}, {"name": "Body", "type": "dtMemo"}],
         "fulltext": [{"name": "Words.fti", "fields": "Title;Body", "dictionary": "NotesDict"},
-                     {"name": "Titles.fti", "fields": "Title", "dictionary": "NotesDict"}]})js");
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Notes.json")}));
+                     {"name": "Titles.fti", "fields": "Title", "dictionary": "NotesDict"}]})js"}}));
     EXPECT_OK(RunOstra({"sql", db, "INSERT INTO Notes(Title, Body) VALUES ('Green tea', 'Tea leaves, hot water.'), "
                                    "('Coffee', 'Beans and water'), ('Tea time', 'tea, tea and cake')"}));
     CliRun r = RunOstra({"search", db, "Notes", "tea"});
@@ -465,8 +443,7 @@ void TestCli::searchPrintsRankedRecords() {
     body["name"] = "Text";
     columns[2] = body;
     def["columns"] = columns;
-    WriteTextFile(tmp.filePath("Notes2.json"), Json(def).toUtf8());
-    EXPECT_OK(RunOstra({"alter", db, tmp.filePath("Notes2.json")}));
+    EXPECT_OK(RunOstra({"alter", db, d.File("Notes2.json", Json(def).toUtf8())}));
     EXPECT_OK(RunOstra({"sql", db, "UPDATE Notes SET Text = 'only coffee' WHERE Id = 3"}));
     r = RunOstra({"search", db, "Notes", "coffee", "--csv"});
     EXPECT_OK(r);
@@ -481,15 +458,12 @@ void TestCli::searchPrintsRankedRecords() {
 }
 
 void TestCli::encryptedTableNeedsThePassword() {
-    QTemporaryDir tmp;
-    const QString db = DbPath(tmp, false);
-    EXPECT_OK(RunOstra({"create-db", db}));
-    WriteTextFile(tmp.filePath("Vault.json"),
-                  R"js({"level": 6, "encryption": 6, "columns": [{"name": "Note", "type": "dtString", "size": 40}]})js");
+    CliDb d(false);
+    const QString& db = d.db;
     // Stdin is no terminal here: without --password nobody can be asked.
-    EXPECT_FAIL(RunOstra({"create-table", db, tmp.filePath("Vault.json")}), 1,
-                "Table \"Vault\" needs a password for encryption method \"Rijndael/AES\"");
-    EXPECT_OK(RunOstra({"--password=open sesame", "create-table", db, tmp.filePath("Vault.json")}));
+    EXPECT_FAIL(d.Create({{"Vault.json", R"js({"level": 6, "encryption": 6, "columns": [{"name": "Note", "type": "dtString", "size": 40}]})js"}}),
+                1, "Table \"Vault\" needs a password for encryption method \"Rijndael/AES\"");
+    EXPECT_OK(RunOstra({"--password=open sesame", "create-table", db, d.tmp.filePath("Vault.json")}));
     EXPECT_OK(RunOstra({"sql", db, "INSERT INTO Vault(Note) VALUES ('Hidden-Note-1')", "--password=open sesame"}));
     CliRun r = RunOstra({"--password=open sesame", "sql", db, "SELECT Note FROM Vault", "--csv"});
     EXPECT_OK(r);
@@ -508,9 +482,10 @@ void TestCli::encryptedTableNeedsThePassword() {
 }
 
 void TestCli::badInput() {
-    QTemporaryDir tmp;
-    const QString db = DbPath(tmp, false);
-    EXPECT_OK(RunOstra({"create-db", db}));
+    CliDb d(false);
+    const QString& db = d.db;
+    EXPECT_OK(d.Create());
+    const QTemporaryDir& tmp = d.tmp;
 
     CliRun r = RunOstra({});
     QCOMPARE(r.exitCode, 2);
@@ -525,8 +500,8 @@ void TestCli::badInput() {
     EXPECT_FAIL(RunOstra({"tables", tmp.filePath("nowhere")}), 1, "does not exist");
     EXPECT_FAIL(RunOstra({"create-table", db, tmp.filePath("missing.json")}), 1, "missing.json");
 
-    WriteTextFile(tmp.filePath("broken.json"), "{\n  \"columns\": [\n    {\"name\": \"A\" \"type\": 1}\n  ]\n}\n");
-    EXPECT_FAIL(RunOstra({"create-table", db, tmp.filePath("broken.json")}), 1, "broken.json:3:");
+    EXPECT_FAIL(RunOstra({"create-table", db, d.File("broken.json", "{\n  \"columns\": [\n    {\"name\": \"A\" \"type\": 1}\n  ]\n}\n")}), 1,
+                "broken.json:3:");
 
     struct { const char* json; const char* message; } rejected[] = {
         {R"js({"columns": [{"name": "A", "type": "dtNumber"}]})js", "unknown data type \"dtNumber\""},
@@ -539,16 +514,15 @@ void TestCli::badInput() {
         {R"js([1, 2])js", "expected a JSON object"},
     };
     for (const auto& c : rejected) {
-        WriteTextFile(tmp.filePath("Bad.json"), c.json);
-        r = RunOstra({"create-table", db, tmp.filePath("Bad.json")});
+        r = RunOstra({"create-table", db, d.File("Bad.json", c.json)});
         QVERIFY2(r.exitCode == 1 && r.err.startsWith("ostra: ") && r.err.contains(QString::fromUtf8(c.message)),
                  (QByteArray(c.json) + "\n" + r.Describe()).constData());
     }
     QCOMPARE(RunOstra({"tables", db}).out, QString()); // nothing was created
 
     EXPECT_FAIL(RunOstra({"describe", db, "Nope"}), 1, "\"Nope\" does not exist");
-    WriteTextFile(tmp.filePath("Nope.json"), R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js");
-    EXPECT_FAIL(RunOstra({"alter", db, tmp.filePath("Nope.json")}), 1, "\"Nope\" does not exist");
+    EXPECT_FAIL(RunOstra({"alter", db, d.File("Nope.json", R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js")}), 1,
+                "\"Nope\" does not exist");
     EXPECT_FAIL(RunOstra({"sql", db, "SELECT * FROM Nope"}), 1, "Nope");
 
     // Files that are not the engine's are refused and left byte for byte as they were.
@@ -557,8 +531,7 @@ void TestCli::badInput() {
     QCOMPARE(QFileInfo(tmp.filePath("empty.ostd")).size(), 0);
 
     // Structure goes through the engine: SQL names the command to use, drop-table deletes.
-    WriteTextFile(tmp.filePath("T.json"), R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js");
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("T.json")}));
+    EXPECT_OK(RunOstra({"create-table", db, d.File("T.json", R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js")}));
     EXPECT_FAIL(RunOstra({"sql", db, "DROP TABLE T"}), 1, "ostra drop-table");
     EXPECT_OK(RunOstra({"drop-table", db, "t"}));
     QCOMPARE(RunOstra({"tables", db}).out, QString());
@@ -577,11 +550,9 @@ void TestCli::alterKilledMidwayLeavesOldTable_data() {
 void TestCli::alterKilledMidwayLeavesOldTable() {
     QFETCH(bool, singleFile);
     QFETCH(bool, whileIndexing);
-    QTemporaryDir tmp;
-    const QString db = DbPath(tmp, singleFile);
-    EXPECT_OK(RunOstra({"create-db", db}));
-    WriteTextFile(tmp.filePath("Big.json"), BigInput);
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Big.json")}));
+    CliDb d(singleFile);
+    const QString& db = d.db;
+    EXPECT_OK(d.Create({{"Big.json", BigInput}}));
     CliRun r = RunOstra({"sql", db, "-"}, BigFill);
     EXPECT_OK(r);
     QCOMPARE(r.out, QStringLiteral("%1 row(s) affected\n").arg(BigRows));
@@ -599,13 +570,13 @@ void TestCli::alterKilledMidwayLeavesOldTable() {
     cols[1] = code;
     cols[3] = qty;
     changed["columns"] = cols;
-    WriteTextFile(tmp.filePath("Big-v2.json"), QJsonDocument(changed).toJson());
+    const QString v2 = d.File("Big-v2.json", QJsonDocument(changed).toJson());
 
     const QString dataFile = singleFile ? db : db + "/Big.dat";
     const QString journal = dataFile + "-journal";
     const qint64 startSize = QFileInfo(dataFile).size();
     QProcess alter;
-    alter.start(QStringLiteral(OSTRA_CLI_PATH), {"alter", db, tmp.filePath("Big-v2.json")});
+    alter.start(QStringLiteral(OSTRA_CLI_PATH), {"alter", db, v2});
     QVERIFY(alter.waitForStarted());
     bool underWay = false;
     QElapsedTimer clock;
@@ -624,7 +595,7 @@ void TestCli::alterKilledMidwayLeavesOldTable() {
     QCOMPARE(DescribeJson(db, "Big"), before);
     QCOMPARE(SqlCsv(db, BigFingerprint), fingerprint);
 
-    r = RunOstra({"alter", db, tmp.filePath("Big-v2.json")});
+    r = RunOstra({"alter", db, v2});
     EXPECT_OK(r);
     QCOMPARE(r.out, QStringLiteral("Restructured Big (%1 rows)\n").arg(BigRows));
     const QJsonArray now = DescribeJson(db, "Big")["columns"].toArray();
@@ -636,18 +607,14 @@ void TestCli::alterKilledMidwayLeavesOldTable() {
 }
 
 void TestCli::copyBetweenDatabases() {
-    QTemporaryDir tmp;
-    const QString from = DbPath(tmp, false), to = DbPath(tmp, true);
-    EXPECT_OK(RunOstra({"create-db", from}));
-    EXPECT_OK(RunOstra({"create-db", to}));
-    WriteTextFile(tmp.filePath("Items.json"), ItemsInput);
-    EXPECT_OK(RunOstra({"create-table", from, tmp.filePath("Items.json")}));
-    WriteTextFile(tmp.filePath("Stock.json"), R"js({"name": "Stock", "columns": [{"name": "Sku", "type": "dtString", "size": 10},
-        {"name": "Qty", "type": "dtInteger"}], "indexes": [{"name": "PK", "fields": "Sku", "options": ["primary"]}]})js");
-    EXPECT_OK(RunOstra({"create-table", to, tmp.filePath("Stock.json")}));
+    CliDb source(false), target;
+    const QString &from = source.db, &to = target.db;
+    EXPECT_OK(source.Create({{"Items.json", ItemsInput}}));
+    EXPECT_OK(target.Create({{"Stock.json", R"js({"name": "Stock", "columns": [{"name": "Sku", "type": "dtString", "size": 10},
+        {"name": "Qty", "type": "dtInteger"}], "indexes": [{"name": "PK", "fields": "Sku", "options": ["primary"]}]})js"}}));
     EXPECT_OK(RunOstra({"sql", from, "INSERT INTO Items(Code, Qty) VALUES ('A1', '5'), ('B2', 'many'), ('C3', '7')"}));
 
-    const QString report = tmp.filePath("problems.txt");
+    const QString report = source.tmp.filePath("problems.txt");
     const QStringList maps{"--map=Sku=Code", "--map=Qty", "--report=" + report};
     CliRun r = RunOstra(QStringList{"copy", from, "items", to, "Stock"} + maps);
     EXPECT_OK(r);
@@ -678,11 +645,9 @@ void TestCli::tableLocksLeaveTheTransactionsLocksAlone() {
     // closing another table component of the same file must not drop it, or
     // another process could write in the middle of the transaction.
     QFETCH(bool, singleFile);
-    QTemporaryDir tmp;
-    const QString db = DbPath(tmp, singleFile);
-    EXPECT_OK(RunOstra({"create-db", db}));
-    WriteTextFile(tmp.filePath("Stock.json"), R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js");
-    EXPECT_OK(RunOstra({"create-table", db, tmp.filePath("Stock.json")}));
+    CliDb d(singleFile);
+    const QString& db = d.db;
+    EXPECT_OK(d.Create({{"Stock.json", R"js({"columns": [{"name": "A", "type": "dtInteger"}]})js"}}));
 
     TOstDatabase mine;
     mine.SetDatabaseName(QStringLiteral("LockDb%1").arg(singleFile));

@@ -18,25 +18,12 @@ const char* const Notes = R"js({"name": "Notes", "columns": [
   {"name": "Body", "type": "dtMemo"}
 ], "indexes": [{"name": "ByTitle", "fields": "Title"}]})js";
 
-struct TDb {
-    QTemporaryDir tmp;
-    QString db;
-    explicit TDb(bool singleFile = false) : db(tmp.filePath(singleFile ? "notes.ostd" : "notes")) {}
-    QString File(const QString& name, const QByteArray& json) const {
-        const QString path = tmp.filePath(name);
-        WriteTextFile(path, json);
-        return path;
-    }
-    void Create(bool singleFile = false) {
-        QStringList args{"create-db", db};
-        if (singleFile) args << "--single-file";
-        QVERIFY(RunOstra(args).exitCode == 0);
-        QVERIFY(RunOstra({"create-table", db, File("notes.json", Notes)}).exitCode == 0);
-        QVERIFY(RunOstra({"sql", db, "INSERT INTO Notes(Title, Body) VALUES ('Tea', 'green tea'), ('Cake', 'tea with cake'), "
-                                     "('Bread', 'rye bread')"})
-                    .exitCode == 0);
-    }
-};
+// A database holding Notes with three rows.
+void Create(const CliDb& d) {
+    EXPECT_OK(d.Create({{"notes.json", Notes}}));
+    EXPECT_OK(RunOstra({"sql", d.db, "INSERT INTO Notes(Title, Body) VALUES ('Tea', 'green tea'), ('Cake', 'tea with cake'), "
+                                     "('Bread', 'rye bread')"}));
+}
 
 QByteArray WithIndex(const QByteArray& extra) {
     return QByteArray(R"js({"name": "Notes", "columns": [
@@ -57,8 +44,8 @@ private slots:
 };
 
 void TestCliIndexes::describeShowsIndexFigures() {
-    TDb d;
-    d.Create();
+    CliDb d(false, "notes");
+    Create(d);
     const QJsonObject def = DescribeJson(d.db, "Notes");
     const QJsonObject stats = def["indexes"].toArray().at(0).toObject()["statistics"].toObject();
     QCOMPARE(stats["keySize"].toInt(), 8 + 41);
@@ -80,8 +67,8 @@ void TestCliIndexes::indexesTheEngineKeepsAreRefused_data() {
 
 void TestCliIndexes::indexesTheEngineKeepsAreRefused() {
     QFETCH(QString, name);
-    TDb d;
-    d.Create();
+    CliDb d(false, "notes");
+    Create(d);
     const QString file = d.File("t.json", WithIndex(QStringLiteral(", {\"name\": \"%1\", \"fields\": \"Body\"}").arg(name).toUtf8()));
     const QString message =
         QStringLiteral("Index %1 already exists or contains invalid characters. Index name must not start with sys or tmp.").arg(name);
@@ -97,8 +84,8 @@ void TestCliIndexes::indexesTheEngineKeepsAreRefused() {
 }
 
 void TestCliIndexes::fulltextWithANewDictionary() {
-    TDb d;
-    d.Create();
+    CliDb d(false, "notes");
+    Create(d);
     const QByteArray fulltext = R"js({"name": "Notes", "columns": [
       {"name": "Id", "type": "dtAutoInc"}, {"name": "Title", "type": "dtString", "size": 40}, {"name": "Body", "type": "dtMemo"}
     ], "indexes": [{"name": "ByTitle", "fields": "Title"}],
@@ -131,8 +118,8 @@ void TestCliIndexes::fulltextWithANewDictionary() {
 }
 
 void TestCliIndexes::newDictionaryRefusals() {
-    TDb d;
-    d.Create();
+    CliDb d(false, "notes");
+    Create(d);
     auto plan = [&](const QByteArray& newDictionary) {
         const QByteArray json = R"js({"name": "Notes", "columns": [
           {"name": "Id", "type": "dtAutoInc"}, {"name": "Title", "type": "dtString", "size": 40}, {"name": "Body", "type": "dtMemo"}
@@ -151,8 +138,8 @@ void TestCliIndexes::newDictionaryRefusals() {
     QCOMPARE(DescribeJson(d.db, "Longest")["columns"].toArray().at(0).toObject()["size"].toInt(), 32767);
 
     // A single-file database has one key.
-    TDb s(true);
-    s.Create(true);
+    CliDb s(true, "notes");
+    Create(s);
     const QByteArray json = R"js({"name": "Notes", "columns": [
       {"name": "Id", "type": "dtAutoInc"}, {"name": "Title", "type": "dtString", "size": 40}, {"name": "Body", "type": "dtMemo"}
     ], "indexes": [{"name": "ByTitle", "fields": "Title"}],

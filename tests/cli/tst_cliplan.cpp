@@ -22,16 +22,6 @@ const char* const Goods = R"js({"name": "Goods", "columns": [
   {"name": "Qty", "type": "dtInteger"}
 ]})js";
 
-struct TDb {
-    QTemporaryDir tmp;
-    QString db = tmp.filePath("shop.ostd");
-    QString File(const QString& name, const QByteArray& json) const {
-        const QString path = tmp.filePath(name);
-        WriteTextFile(path, json);
-        return path;
-    }
-};
-
 } // namespace
 
 class TestCliPlan : public QObject {
@@ -49,9 +39,8 @@ private slots:
 };
 
 void TestCliPlan::appliedFilesPlanNothing() {
-    TDb d;
-    EXPECT_OK(RunOstra({"create-db", d.db}));
-    EXPECT_OK(RunOstra({"create-table", d.db, d.File("goods.json", Goods)}));
+    CliDb d;
+    EXPECT_OK(d.Create({{"goods.json", Goods}}));
     EXPECT_OK(RunOstra({"sql", d.db, "INSERT INTO Goods(Code, Qty) VALUES ('A1', 5)"}));
     // A hand-written file: new columns and indexes without numbers or defaults.
     const QString file = d.File("goods2.json", R"js({"name": "Goods", "columns": [
@@ -86,9 +75,8 @@ void TestCliPlan::appliedFilesPlanNothing() {
 }
 
 void TestCliPlan::numbersWinOverNames() {
-    TDb d;
-    EXPECT_OK(RunOstra({"create-db", d.db}));
-    EXPECT_OK(RunOstra({"create-table", d.db, d.File("goods.json", Goods)}));
+    CliDb d;
+    EXPECT_OK(d.Create({{"goods.json", Goods}}));
     // Column 1 is renamed to Qty; the name Code is then free for a new column.
     const QString file = d.File("swap.json", R"js({"name": "Goods", "columns": [
       {"name": "Qty", "type": "dtString", "size": 8, "nullable": false, "number": 1},
@@ -105,9 +93,8 @@ void TestCliPlan::numbersWinOverNames() {
 }
 
 void TestCliPlan::tableNameInTheFile() {
-    TDb d;
-    EXPECT_OK(RunOstra({"create-db", d.db}));
-    EXPECT_OK(RunOstra({"create-table", d.db, d.File("goods.json", Goods)}));
+    CliDb d;
+    EXPECT_OK(d.Create({{"goods.json", Goods}}));
     // An empty name is no name: nothing is renamed after the file.
     const QString unnamed = d.File("Goods.json", R"js({"name": "", "columns": [{"name": "Code", "type": "dtString", "size": 8}]})js");
     EXPECT_FAIL(RunOstra({"plan", d.db, unnamed}), 1, "Missing table name");
@@ -125,7 +112,7 @@ void TestCliPlan::tableNameInTheFile() {
 }
 
 void TestCliPlan::passwordInTheFile() {
-    TDb d;
+    CliDb d;
     // Single-file databases encrypt as a whole: the tables of a directory database one by one.
     const QString db = d.tmp.filePath("vaults");
     EXPECT_OK(RunOstra({"create-db", db}));
@@ -158,7 +145,7 @@ void TestCliPlan::passwordInTheFile() {
 }
 
 void TestCliPlan::newEncryptedTableWithoutPassword() {
-    TDb d;
+    CliDb d;
     // Single-file databases encrypt as a whole: the tables of a directory database one by one.
     const QString db = d.tmp.filePath("vaults");
     EXPECT_OK(RunOstra({"create-db", db}));
@@ -173,9 +160,8 @@ void TestCliPlan::newEncryptedTableWithoutPassword() {
 }
 
 void TestCliPlan::optionsTakeTheirValueEitherWay() {
-    TDb d;
-    EXPECT_OK(RunOstra({"create-db", d.db}));
-    EXPECT_OK(RunOstra({"create-table", d.db, d.File("goods.json", Goods)}));
+    CliDb d;
+    EXPECT_OK(d.Create({{"goods.json", Goods}}));
     QJsonObject def = QJsonDocument::fromJson(Goods).object();
     def["name"] = "Stock";
     const QString file = d.File("stock.json", QJsonDocument(def).toJson());
@@ -190,9 +176,8 @@ void TestCliPlan::optionsTakeTheirValueEitherWay() {
 }
 
 void TestCliPlan::planAsJson() {
-    TDb d;
-    EXPECT_OK(RunOstra({"create-db", d.db}));
-    EXPECT_OK(RunOstra({"create-table", d.db, d.File("goods.json", Goods)}));
+    CliDb d;
+    EXPECT_OK(d.Create({{"goods.json", Goods}}));
     const QString file = d.File("goods2.json", R"js({"name": "Goods", "level": 5, "columns": [
       {"name": "Code", "type": "dtString", "size": 12, "nullable": false},
       {"name": "Qty", "type": "dtInteger"}
@@ -214,7 +199,7 @@ void TestCliPlan::planAsJson() {
 }
 
 void TestCliPlan::diffOfTwoTables() {
-    TDb d;
+    CliDb d;
     const QString other = d.tmp.filePath("other");
     EXPECT_OK(RunOstra({"create-db", d.db}));
     EXPECT_OK(RunOstra({"create-db", other}));
@@ -239,8 +224,8 @@ void TestCliPlan::diffOfTwoTables() {
 }
 
 void TestCliPlan::planSaysWhatApplyingCosts() {
-    TDb d;
-    EXPECT_OK(RunOstra({"create-db", d.db}));
+    CliDb d;
+    EXPECT_OK(d.Create());
     // A new table is created.
     CliRun r = RunOstra({"plan", d.db, d.File("goods.json", Goods)});
     EXPECT_OK(r);

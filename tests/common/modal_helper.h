@@ -5,12 +5,33 @@
 #pragma once
 
 #include <QApplication>
+#include <QComboBox>
 #include <QDeadlineTimer>
+#include <QListWidget>
 #include <QPointer>
 #include <QTimer>
 #include <QWidget>
 #include <QtTest>
 #include <functional>
+
+// Shows w as the active window, so that focus moves as a user's would.
+inline bool ShowActive(QWidget& w) {
+    w.show();
+    w.activateWindow();
+    return QTest::qWaitForWindowActive(&w);
+}
+
+// The texts of a list's or a combo box's items, in order.
+inline QStringList ItemTexts(const QListWidget* list) {
+    QStringList items;
+    for (int i = 0; i < list->count(); ++i) items.append(list->item(i)->text());
+    return items;
+}
+inline QStringList ItemTexts(const QComboBox* combo) {
+    QStringList items;
+    for (int i = 0; i < combo->count(); ++i) items.append(combo->itemText(i));
+    return items;
+}
 
 template <class T> T* VisibleTopLevel(const QString& caption = QString()) {
     const QWidgetList windows = QApplication::topLevelWidgets();

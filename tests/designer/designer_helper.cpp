@@ -31,7 +31,7 @@ std::unique_ptr<TOstTable> PeopleTable::Open() const {
     return t;
 }
 
-QStringList PeopleTable::Column(const QString& sql) const {
+QStringList ColumnOf(const QString& location, const QString& sql) {
     TOstQuery q;
     q.SetDatabaseName(location);
     q.SetSQL(sql);

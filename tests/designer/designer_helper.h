@@ -48,6 +48,9 @@ public:
     QString Last() const { return shown.isEmpty() ? QString() : shown.last(); }
 };
 
+// The first column of what sql selects in the database at location.
+QStringList ColumnOf(const QString& location, const QString& sql);
+
 // A directory database with People(ID autoinc, Name string 30 not null,
 // City string 20, Age integer) holding three rows, and a Tag table.
 struct PeopleTable {
@@ -57,5 +60,14 @@ struct PeopleTable {
     PeopleTable();
     // A fresh component on the table, open.
     std::unique_ptr<TOstTable> Open() const;
-    QStringList Column(const QString& sql) const;
+    QStringList Column(const QString& sql) const { return ColumnOf(location, sql); }
+};
+
+// The designer core on PeopleTable with a recording view; tests bind its
+// parts: auto& [people, view, core] = fixture.
+struct PeopleInCore {
+    PeopleTable people;
+    TRecordingView view;
+    TOstTableDesignerCore core{&view};
+    PeopleInCore() { core.SetOstDataset(people.table.get()); }
 };

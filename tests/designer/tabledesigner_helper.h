@@ -3,43 +3,45 @@
 // text, and focus moves that count as leaving a control.
 #pragma once
 
+#include "../common/collected_dialogs.h"
 #include "../common/modal_helper.h"
+#include "designer_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "designer/ostdifferencedlg.h"
 #include "designer/osttabledesigner.h"
 
+#include <QAbstractSpinBox>
 #include <QApplication>
+#include <QComboBox>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTreeWidget>
 #include <QtTest>
 
-// The scripted dialog service for one test. A box the script did not expect
-// is answered with no button and recorded; Failures() lists them.
-class TDesignerDialogs {
+// The scripted dialog service for one test, with the message boxes it
+// answered as text.
+class TDesignerDialogs : public TCollectedDialogs {
 public:
-    TDesignerDialogs() : m_scope(&m_dialogs) {
-        m_dialogs.SetFailureHandler([this](const QString& message) { m_failures.append(message); });
-    }
-    TScriptedDialogService& operator*() { return m_dialogs; }
-    TScriptedDialogService* operator->() { return &m_dialogs; }
-    const QStringList& Failures() const { return m_failures; }
+    TScriptedDialogService& operator*() { return service; }
+    TScriptedDialogService* operator->() { return &service; }
+    const QStringList& Failures() const { return failures; }
     // "caption: text" of every message box shown so far.
     QStringList Messages() const {
         QStringList list;
-        for (const auto& call : m_dialogs.Calls())
-            if (call.Kind == TScriptedDialogService::TCallKind::Message)
-                list.append(call.Caption + ": " + call.Text);
+        for (const auto& call : service.Calls())
+            if (call.Kind == TScriptedDialogService::TCallKind::Message) list.append(call.Caption + ": " + call.Text);
         return list;
     }
-    QString LastMessage() const {
-        const QStringList list = Messages();
-        return list.isEmpty() ? QString() : list.last();
-    }
+    QString LastMessage() const { return Messages().isEmpty() ? QString() : Messages().last(); }
+};
 
-private:
-    TScriptedDialogService m_dialogs;
-    TScopedDialogService m_scope;
-    QStringList m_failures;
+// The designer form on PeopleTable, its message boxes answered from a
+// script; tests bind its parts: auto& [people, dialogs, designer] = fixture.
+struct PeopleInDesigner {
+    PeopleTable people;
+    TDesignerDialogs dialogs;
+    TOstTableDesigner designer;
+    PeopleInDesigner() { designer.SetOstDataset(people.table.get()); }
 };
 
 inline QStringList Rows(const QTreeWidget* list, int columns) {
@@ -58,13 +60,6 @@ inline QStringList ColumnRows(const TOstTableDesigner& designer) {
     return Rows(designer.ColumnListView(), 4);
 }
 
-// Shows the designer as the active window, so that focus moves as a user's would.
-inline bool ShowActive(QWidget& w) {
-    w.show();
-    w.activateWindow();
-    return QTest::qWaitForWindowActive(&w);
-}
-
 // Focus moves only inside the active window; a dialog that was shown over
 // the designer may have left it inactive.
 inline bool Reactivate(QWidget& w) {
@@ -77,6 +72,23 @@ inline bool Reactivate(QWidget& w) {
 inline void LeaveToList(TOstTableDesigner& designer) {
     Reactivate(designer);
     designer.ColumnListView()->setFocus(Qt::TabFocusReason);
+    QCoreApplication::processEvents();
+}
+
+// Types text into a control as a user would, over what it held, and leaves
+// it for next (in the designer, the column list when next is not given).
+inline void TypeAndLeave(QWidget& window, QWidget* control, const QString& text, QWidget* next = nullptr) {
+    QVERIFY(Reactivate(window));
+    control->setFocus(Qt::TabFocusReason);
+    QTRY_VERIFY(control->hasFocus());
+    if (auto* combo = qobject_cast<QComboBox*>(control); combo && combo->lineEdit()) combo->lineEdit()->selectAll();
+    if (auto* spin = qobject_cast<QAbstractSpinBox*>(control)) spin->selectAll();
+    if (auto* edit = qobject_cast<QLineEdit*>(control)) edit->selectAll();
+    QTest::keyClicks(control, text);
+    if (!next)
+        if (auto* designer = qobject_cast<TOstTableDesigner*>(&window)) next = designer->ColumnListView();
+    Reactivate(window);
+    next->setFocus(Qt::TabFocusReason);
     QCoreApplication::processEvents();
 }
 

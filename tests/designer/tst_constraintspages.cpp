@@ -33,17 +33,6 @@ private slots:
 
 namespace {
 
-// Types text into an edit and leaves it for another control.
-void TypeAndLeave(QWidget& window, QLineEdit* edit, const QString& text, QWidget* next) {
-    QVERIFY(Reactivate(window));
-    edit->setFocus(Qt::TabFocusReason);
-    QTRY_VERIFY(edit->hasFocus());
-    edit->selectAll();
-    QTest::keyClicks(edit, text);
-    next->setFocus(Qt::TabFocusReason);
-    QCoreApplication::processEvents();
-}
-
 void Choose(QComboBox* box, const QString& text) {
     const int i = box->findText(text);
     QVERIFY2(i >= 0, qPrintable(text + " is not offered"));
@@ -143,9 +132,6 @@ void TstConstraintsPages::relationshipsPage() {
     designer.DesignerPageControl()->setCurrentWidget(designer.RelationshipsPage());
     QVERIFY(designer.RelationshipsInfoLabel()->text().startsWith("Foreign key constraints establish relationships"));
     QTreeWidget* list = designer.ForeignKeyDefsListView();
-    QCOMPARE(list->headerItem()->text(0) + "|" + list->headerItem()->text(1) + "|" + list->headerItem()->text(2) + "|" +
-                 list->headerItem()->text(3) + "|" + list->headerItem()->text(4) + "|" + list->headerItem()->text(5),
-             QStringLiteral("Name|Fields|Parent|Parent Fields|Update|Delete"));
     QVERIFY(!designer.DeleteRelationshipAct()->isEnabled());
 
     designer.NewRelationshipAct()->trigger();
@@ -250,7 +236,6 @@ void TstConstraintsPages::filterDialog() {
     ShopDb shop(false);
     auto orders = shop.Open("Orders");
     TOstFilterDialog dlg;
-    QCOMPARE(dlg.windowTitle(), QStringLiteral("Set Filter"));
     dlg.SetOstDataset(orders.get());
     QCOMPARE(dlg.FieldComboBox()->count(), 3);
     QVERIFY(!dlg.FieldComboBox()->isEnabled() && !dlg.OperatorComboBox()->isEnabled() &&

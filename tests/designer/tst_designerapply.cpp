@@ -136,10 +136,8 @@ void TstDesignerApply::refusedRenameLeavesTheTableOpen() {
 }
 
 void TstDesignerApply::failedRestructureKeepsTheRename() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     core.WorkingTable()->SetTableName("Persons");
     core.Columns()[0]->SetSpec("\"NoSuchColumn\""); // the engine refuses the restructure
     QVERIFY(!core.Apply());
@@ -195,10 +193,8 @@ void TstDesignerApply::indicationOfferedToANewRecordId() {
 }
 
 void TstDesignerApply::choosingAnEncryptingMethodAsksForThePassword() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     // Cancelled: the method stays as it was, nothing to apply.
     QVERIFY(!core.EncryptionMethodChosen(emRijndael));
     QCOMPARE(view.Last(), QStringLiteral("key for 6"));
@@ -221,10 +217,8 @@ void TstDesignerApply::choosingAnEncryptingMethodAsksForThePassword() {
 }
 
 void TstDesignerApply::indexChangesReachTheFile() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     TIndexDefs& indexes = core.WorkingTable()->IndexDefs();
     indexes.Delete(indexes.IndexOf("ByCity"));
     indexes.Add("ByAge", "Age", ixDescending);

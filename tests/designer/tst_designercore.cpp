@@ -65,10 +65,8 @@ void TstDesignerCore::openingReadsWhatIsStored() {
 }
 
 void TstDesignerCore::renameAloneDoesNotRestructure() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     core.WorkingTable()->SetTableName("Persons");
     QCOMPARE(Texts(core.RefreshModificationsList()), QStringList({" Table renamend to Persons"}));
     QVERIFY(!core.NeedRestructure());
@@ -86,10 +84,8 @@ void TstDesignerCore::renameAloneDoesNotRestructure() {
 }
 
 void TstDesignerCore::columnEditsRestructureAndKeepTheData() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     TOstFieldDefs& cols = core.Columns();
     // Renamed and resized at once: only the first difference is listed.
     cols[2]->SetName("Town");
@@ -132,10 +128,8 @@ void TstDesignerCore::columnEditsRestructureAndKeepTheData() {
 }
 
 void TstDesignerCore::editGuardKeepsStructureAndIndexesApart() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     core.AddColumn(0);
     core.UpdateDirtyFlags();
     QVERIFY(core.AllowEditStructure());
@@ -166,10 +160,8 @@ void TstDesignerCore::editGuardKeepsStructureAndIndexesApart() {
 }
 
 void TstDesignerCore::primaryKeyFollowsTheColumns() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     TOstFieldDefs& cols = core.Columns();
     core.ToggleKeyField(cols[1]); // Name
     core.ToggleKeyField(cols[0]); // ID goes before it: the key keeps table order
@@ -200,10 +192,8 @@ void TstDesignerCore::primaryKeyFollowsTheColumns() {
 }
 
 void TstDesignerCore::tablePropertiesAndCollationReset() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     core.WorkingTable()->SetCapacity(250000);
     core.WorkingTable()->SetCollationName("de_DE_ci_ai");
     core.Columns()[1]->SetSpec("Ostra"); // an empty collation and the default are the same
@@ -222,10 +212,8 @@ void TstDesignerCore::tablePropertiesAndCollationReset() {
 }
 
 void TstDesignerCore::retypeEncryptAndIndexAColumn() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     TOstFieldDefs& cols = core.Columns();
     cols[3]->SetDataTypeOst(dtString);
     cols[3]->SetSize(6);
@@ -251,10 +239,8 @@ void TstDesignerCore::retypeEncryptAndIndexAColumn() {
 }
 
 void TstDesignerCore::fulltextIndexKeepsItsDefinition() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     TOstFulltextIndexDef* ft = core.WorkingTable()->FulltextIndexDefs().Add("Places.fti", "Name;City", "PlaceWords");
     ft->MinRelevance = 2;
     QCOMPARE(Texts(core.RefreshModificationsList()), QStringList({" Fulltext index Places.fti added"}));
@@ -269,10 +255,8 @@ void TstDesignerCore::fulltextIndexKeepsItsDefinition() {
 }
 
 void TstDesignerCore::invalidIndicationSelectsTheAutoIncColumns() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     core.Columns()[0]->SetSpec("\"NoSuchColumn\"");
     core.Columns()[2]->SetSize(25);
     QVERIFY(!core.Apply());
@@ -377,10 +361,8 @@ void TstDesignerCore::newTableReplacesOnlyTheTableAgreedTo() {
 }
 
 void TstDesignerCore::nothingToApplyAndClosing() {
-    PeopleTable people;
-    TRecordingView view;
-    TOstTableDesignerCore core(&view);
-    core.SetOstDataset(people.table.get());
+    PeopleInCore fixture;
+    auto& [people, view, core] = fixture;
     QVERIFY(!core.Apply());
     QCOMPARE(view.Last(), "info: " + DesignerText::NoChanges());
     QVERIFY(core.CloseQuery()); // nothing to lose, no question

@@ -7,11 +7,11 @@
 // the last case takes the README's pictures of the page and the dialog.
 #include "designer_helper.h"
 #include "tabledesigner_helper.h"
+#include "../common/password_helper.h"
 
 #include "designer/ostcolumnpropseditor.h"
 #include "engine/ostquery.h"
 #include "indexdef/ostnewindexdlg.h"
-#include "setup/ostpasswordchangedlg.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -50,16 +50,6 @@ void SelectIndex(TOstTableDesigner& d, const QString& caption) {
     d.IndexListView()->setCurrentItem(found.first());
 }
 
-QStringList Column(const QString& location, const QString& sql) {
-    TOstQuery q;
-    q.SetDatabaseName(location);
-    q.SetSQL(sql);
-    q.Open();
-    QStringList values;
-    for (q.First(); !q.Eof(); q.Next()) values.append(q.Fields()[0]->AsString());
-    return values;
-}
-
 // Fills the dialog in as a user: the name, one column into the key, OK.
 void DefineKey(TIndexDefinition* d, const QString& name, const QString& column) {
     d->IndexNameEdit()->setText(name);
@@ -72,36 +62,13 @@ void DefineKey(TIndexDefinition* d, const QString& name, const QString& column) 
     d->OkBtn()->click();
 }
 
-// Types a password twice into the password dialog, as a user does, and confirms it.
-void EnterPassword(TOstPasswordChangeDialog* p, const QString& password) {
-    QTest::keyClicks(p->PasswordEdit(), password);
-    p->ConfirmEdit()->clear();
-    QTest::keyClicks(p->ConfirmEdit(), password);
-    QVERIFY(p->OkButton()->isEnabled());
-    p->OkButton()->click();
-}
-
 } // namespace
 
 void TstIndexPage::listAndActions() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
-    QCOMPARE(designer.DesignerPageControl()->tabText(3), QStringLiteral("Indexes"));
-    QTreeWidgetItem* header = designer.IndexListView()->headerItem();
-    QStringList captions;
-    for (int c = 0; c < 6; ++c) captions << header->text(c);
-    QCOMPARE(captions, QStringList({"Name", "Description", "Options", "Key Size", "Page Size", "Capacity"}));
-    for (int c : {3, 4, 5}) QVERIFY(header->textAlignment(c) & Qt::AlignRight);
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QCOMPARE(IndexRows(designer), QStringList({"ByCity|City||29|4096|100000"}));
     QVERIFY(designer.IndexListView()->topLevelItem(0)->textAlignment(3) & Qt::AlignRight);
-    QCOMPARE(designer.NewIndexAct()->text(), QStringLiteral("Add..."));
-    QCOMPARE(designer.EditIndexAct()->text(), QStringLiteral("Edit..."));
-    QCOMPARE(designer.DeleteIndexAct()->text(), QStringLiteral("Delete"));
-    QCOMPARE(designer.NewIndexAct()->statusTip(), QStringLiteral("Add an index to the table"));
-    QCOMPARE(designer.EditIndexAct()->statusTip(), QStringLiteral("Modify the selected index."));
-    QCOMPARE(designer.DeleteIndexAct()->statusTip(), QStringLiteral("Delete the selected index"));
     // Keyboard users: shortcuts and tab stops on the toolbar.
     for (QAction* a : {designer.NewIndexAct(), designer.EditIndexAct(), designer.DeleteIndexAct()}) {
         QVERIFY(!a->shortcut().isEmpty());
@@ -149,15 +116,12 @@ void TstIndexPage::listAndActions() {
 }
 
 void TstIndexPage::addComesBackAfterARefusedName() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     dialogs->Press(QMessageBox::Ok);
     QString nameShownAgain;
     QStringList keysShownAgain;
     WhenShown<TIndexDefinition>([&](TIndexDefinition* d) {
-        QCOMPARE(d->windowTitle(), QStringLiteral("Define Index"));
         QVERIFY(d->LengthSpinEdit()->isHidden()); // the page offers no key lengths
         // The second showing, after the refused name.
         WhenShown<TIndexDefinition>([&](TIndexDefinition* again) {
@@ -194,10 +158,8 @@ void TstIndexPage::addComesBackAfterARefusedName() {
 }
 
 void TstIndexPage::editAndDelete() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     SelectIndex(designer, "ByCity");
     WhenShown<TIndexDefinition>([](TIndexDefinition* d) {
         QCOMPARE(d->IndexNameEdit()->text(), QStringLiteral("ByCity"));
@@ -245,10 +207,8 @@ void TstIndexPage::editAndDelete() {
 }
 
 void TstIndexPage::structureEditsRefuseIndexEdits() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     designer.Core().AddColumn(4, "Extra");
     designer.Core().UpdateDirtyFlags();
     QVERIFY(designer.Core().DirtyStructure());
@@ -317,13 +277,13 @@ void TstIndexPage::fulltextWithNewEncryptedDictionary() {
     dictionary.ReadDefinitions();
     QCOMPARE(dictionary.GetEncryptionMethod(), int(emRijndael));
     QCOMPARE(dictionary.GetFieldDefsOst()[0]->GetSize(), 20);
-    QCOMPARE(Column(location, "SELECT Keyword || ':' || Relevance FROM DocsWords WHERE Keyword IN ('tea', 'cake') ORDER BY 1"),
+    QCOMPARE(ColumnOf(location, "SELECT Keyword || ':' || Relevance FROM DocsWords WHERE Keyword IN ('tea', 'cake') ORDER BY 1"),
              QStringList({"cake:2", "tea:2"}));
     QFile raw(QDir(location).filePath("DocsWords.dat"));
     QVERIFY(raw.open(QIODevice::ReadOnly));
     QVERIFY(!raw.readAll().contains("coffee")); // no word readable in the file
     // Found by a search; a new row is kept in the dictionary at once.
-    QCOMPARE(Column(location, "SELECT RecordId FROM ostra_search('Docs', 'tea cake')"), QStringList({"3"}));
+    QCOMPARE(ColumnOf(location, "SELECT RecordId FROM ostra_search('Docs', 'tea cake')"), QStringList({"3"}));
     // And by the command line, given the dictionary's password.
     QProcess ostra;
     ostra.start(OSTRA_CLI_PATH, {"--password=lexicon1", "search", location, "Docs", "tea cake", "--csv"});
@@ -333,16 +293,14 @@ void TstIndexPage::fulltextWithNewEncryptedDictionary() {
     QVERIFY2(ostra.exitCode() == 0, qPrintable(found + QString::fromUtf8(ostra.readAllStandardError())));
     QVERIFY2(found.contains("Tea with cake") && !found.contains("Coffee with cake"), qPrintable(found));
     docs.AppendRecord({QVariant(), "More", "tea again"});
-    QCOMPARE(Column(location, "SELECT Relevance FROM DocsWords WHERE Keyword = 'tea'"), QStringList({"3"}));
+    QCOMPARE(ColumnOf(location, "SELECT Relevance FROM DocsWords WHERE Keyword = 'tea'"), QStringList({"3"}));
     docs.ReadDefinitions();
     QCOMPARE(docs.FulltextIndexDefs()[0]->Dictionary, QStringLiteral("DocsWords"));
 }
 
 void TstIndexPage::noInputWhileIndexesAreApplied() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     designer.Core().WorkingTable()->IndexDefs().Add("ByAge", "Age", TIndexOptions());
     designer.Core().UpdateDirtyFlags();
@@ -370,10 +328,8 @@ void TstIndexPage::noInputWhileIndexesAreApplied() {
 }
 
 void TstIndexPage::columnIndexBoxes() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     auto* createIndex = designer.ColumnPropertyEditor()->findChild<QCheckBox*>("CreateIndexCheckBox");
     auto* fulltext = designer.ColumnPropertyEditor()->findChild<QCheckBox*>("FulltextIndexCheckBox");
     QVERIFY(createIndex && fulltext);

@@ -87,16 +87,6 @@ std::unique_ptr<TOstTable> Docs(const QString& location, int level = 6) {
     return t;
 }
 
-QStringList Column(const QString& location, const QString& sql) {
-    TOstQuery q;
-    q.SetDatabaseName(location);
-    q.SetSQL(sql);
-    q.Open();
-    QStringList values;
-    for (q.First(); !q.Eof(); q.Next()) values.append(q.Fields()[0]->AsString());
-    return values;
-}
-
 } // namespace
 
 void TstIndexPageCore::rowsAndFigures() {
@@ -350,7 +340,7 @@ void TstIndexPageCore::columnIndexBoxes() {
     QCOMPARE(d.Changes(), QStringList({"Index ByCity deleted", "Fulltext index Fulltext added"}));
     APPLIED(d.core, d.view);
     // The dictionary was made as the index was applied, and holds the words.
-    QCOMPARE(Column(people.location, "SELECT Keyword || ':' || Relevance FROM PeopleWords ORDER BY Keyword"),
+    QCOMPARE(people.Column("SELECT Keyword || ':' || Relevance FROM PeopleWords ORDER BY Keyword"),
              QStringList({"oslo:2", "rome:1"}));
     people.table->ReadDefinitions();
     QCOMPARE(people.table->FulltextIndexDefs()[0]->Dictionary, QStringLiteral("PeopleWords"));
@@ -452,7 +442,7 @@ void TstIndexPageCore::pendingDictionaryMadeOnApply() {
     QCOMPARE(made.GetEncryptionMethod(), int(emProtection));
     QCOMPARE(made.GetFieldDefsOst()[0]->GetSize(), 12);
     QCOMPARE(made.GetTableLevel(), 5);
-    QCOMPARE(Column(dir.filePath("db"), "SELECT Keyword FROM Lexicon ORDER BY Keyword"),
+    QCOMPARE(ColumnOf(dir.filePath("db"), "SELECT Keyword FROM Lexicon ORDER BY Keyword"),
              QStringList({"extraordinar", "long", "words"})); // cut to the keyword length
 }
 

@@ -52,18 +52,6 @@ void Select(TOstTableDesigner& d, int row) {
     d.ColumnListView()->setCurrentItem(d.ColumnListView()->topLevelItem(row));
 }
 
-// Types text into a control of the column property editor as the user
-// would and leaves it for the column list.
-void TypeInto(TOstTableDesigner& d, QWidget* control, const QString& text) {
-    QVERIFY(Reactivate(d));
-    control->setFocus(Qt::TabFocusReason);
-    QTRY_VERIFY(control->hasFocus());
-    if (auto* edit = qobject_cast<QLineEdit*>(control)) edit->selectAll();
-    if (auto* spin = qobject_cast<QAbstractSpinBox*>(control)) spin->selectAll();
-    QTest::keyClicks(control, text);
-    LeaveToList(d);
-}
-
 template <class T> T* EditorControl(const TOstTableDesigner& d, const char* name) {
     return d.ColumnPropertyEditor()->findChild<T*>(QString::fromLatin1(name));
 }
@@ -90,19 +78,9 @@ void TstTableDesigner::opensOnTheTableWithItsColumns() {
     designer.SetOstDataset(people.table.get());
     QCOMPARE(designer.windowTitle(), QStringLiteral("Ostra Table Designer - People"));
     QTabWidget* pages = designer.DesignerPageControl();
-    QCOMPARE(pages->count(), 4);
-    const QStringList captions = {"General", "Checks", "Relationships", "Indexes"};
-    for (int i = 0; i < 4; ++i) {
-        QCOMPARE(pages->tabText(i), captions[i]);
-        QVERIFY(pages->isTabVisible(i));
-    }
+    for (int i = 0; i < 4; ++i) QVERIFY(pages->isTabVisible(i));
     QCOMPARE(pages->currentWidget(), designer.GeneralPage());
-    QCOMPARE(Rows(designer.ColumnListView(), 5), QStringList({"1|ID|dtAutoInc||", "2|Name|dtString|30|",
-                                                              "3|City|dtString|20|", "4|Age|dtInteger||"}));
-    QTreeWidgetItem* header = designer.ColumnListView()->headerItem();
-    QCOMPARE(
-        QStringList({header->text(0), header->text(1), header->text(2), header->text(3), header->text(4)}),
-        QStringList({"", "Column Name", "Data Type", "Size", "Nulls"}));
+    QCOMPARE(ColumnRows(designer), kPeopleRows);
     QVERIFY(designer.ColumnListView()->topLevelItem(1)->textAlignment(3) & Qt::AlignRight);
     // Nulls: the record id never, a required column neither.
     QVERIFY(!HasIcon(designer, 0, 4) && !HasIcon(designer, 1, 4));
@@ -118,15 +96,6 @@ void TstTableDesigner::opensOnTheTableWithItsColumns() {
     QVERIFY(designer.ApplyBtn()->isEnabled());
     QVERIFY(designer.NewColumnAct()->isEnabled() && designer.DeleteColumnAct()->isEnabled());
     QVERIFY(designer.PrimaryKeyAct()->isEnabled());
-    QCOMPARE(designer.NewColumnAct()->text(), QStringLiteral("Add"));
-    QCOMPARE(designer.NewColumnAct()->toolTip(),
-             QStringLiteral("Add a new column beyond the current position"));
-    QCOMPARE(designer.PrimaryKeyAct()->text(), QStringLiteral("Key"));
-    QCOMPARE(designer.PrimaryKeyAct()->toolTip(),
-             QStringLiteral("Selected columns will be added to the primary key"));
-    QCOMPARE(QStringList({designer.DeleteColumnAct()->text(), designer.MoveColumnUpAct()->text(),
-                          designer.MoveColumnDownAct()->text()}),
-             QStringList({"Delete", "Up", "Down"}));
     // Up also on the first row; Down not on the last.
     QVERIFY(designer.MoveColumnUpAct()->isEnabled() && designer.MoveColumnDownAct()->isEnabled());
     Select(designer, 3);
@@ -144,10 +113,8 @@ void TstTableDesigner::opensOnTheTableWithItsColumns() {
 }
 
 void TstTableDesigner::columnEditsAreAppliedAndKeepTheData() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     TColumnPropertyEditor* editor = designer.ColumnPropertyEditor();
 
@@ -164,9 +131,9 @@ void TstTableDesigner::columnEditsAreAppliedAndKeepTheData() {
     QVERIFY(designer.Core().DirtyStructure());
 
     Select(designer, 1);
-    TypeInto(designer, editor->NameEdit(), "FullName");
+    TypeAndLeave(designer, editor->NameEdit(), "FullName");
     Select(designer, 2);
-    TypeInto(designer, EditorControl<QSpinBox>(designer, "LengthEdit"), "40");
+    TypeAndLeave(designer, EditorControl<QSpinBox>(designer, "LengthEdit"), "40");
     Select(designer, 4);
     designer.DeleteColumnAct()->trigger(); // Age; the row above is selected
     QCOMPARE(designer.SelectedItem(), designer.ColumnListView()->topLevelItem(3));
@@ -216,10 +183,8 @@ void TstTableDesigner::columnEditsAreAppliedAndKeepTheData() {
 }
 
 void TstTableDesigner::typedNamesAndTheRecordIdIndication() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     TColumnPropertyEditor* editor = designer.ColumnPropertyEditor();
 
@@ -256,10 +221,8 @@ void TstTableDesigner::typedNamesAndTheRecordIdIndication() {
 }
 
 void TstTableDesigner::actionStatesAndTheEditGuard() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
 
     // Up on the first row changes nothing.
     designer.MoveColumnUpAct()->trigger();
@@ -348,10 +311,8 @@ void TstTableDesigner::lowLevelTablesHaveNoKeys() {
 }
 
 void TstTableDesigner::failedAppliesKeepTheEdits() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
 
     // No name: an error, the name edit gets the focus.
@@ -464,10 +425,8 @@ void TstTableDesigner::queriesAreOnlyShown() {
 // A keyboard user adds, moves, keys and deletes columns: every toolbar action
 // has its key on its page, names it in its tooltip, and is a tab stop.
 void TstTableDesigner::keysReachEveryColumnAction() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     designer.show();
     QVERIFY(QTest::qWaitForWindowActive(&designer));
     designer.ColumnListView()->setFocus();

@@ -5,6 +5,7 @@
 // saves pictures of the designer there.
 #include "designer_helper.h"
 #include "tabledesigner_helper.h"
+#include "../common/password_helper.h"
 
 #include "common/ostcentermessagebox.h"
 #include "designer/core/osttableprops.h"
@@ -34,31 +35,11 @@ private slots:
     void newEncryptedTableAsksForThePassword();
     void statusBarCarriesTheProgress();
     void boxesAndDialogsStandOverTheDesigner();
-    void differenceDialogLayout();
+    void differenceDialogRowsAndKeys();
     void screenshots();
 };
 
 namespace {
-
-// Types into a control and leaves it for the column list.
-void TypeAndLeave(TOstTableDesigner& d, QWidget* control, const QString& text) {
-    QVERIFY(Reactivate(d));
-    control->setFocus(Qt::TabFocusReason);
-    QTRY_VERIFY(control->hasFocus());
-    if (auto* combo = qobject_cast<QComboBox*>(control); combo && combo->lineEdit())
-        combo->lineEdit()->selectAll();
-    if (auto* spin = qobject_cast<QAbstractSpinBox*>(control)) spin->selectAll();
-    if (auto* edit = qobject_cast<QLineEdit*>(control)) edit->selectAll();
-    QTest::keyClicks(control, text);
-    LeaveToList(d);
-}
-
-QStringList Items(const QComboBox* combo) {
-    QStringList items;
-    for (int i = 0; i < combo->count(); ++i)
-        items.append(combo->itemText(i));
-    return items;
-}
 
 std::unique_ptr<TOstTable> LevelFourTable(const QString& location) {
     auto t = std::make_unique<TOstTable>();
@@ -76,39 +57,16 @@ QPoint CentredOver(const QWidget* owner, const QWidget* box) {
                             box->screen()->geometry().size());
 }
 
-// Answers the password change dialog with password twice, or cancels it.
-void AnswerPassword(const QString& password, int* method = nullptr) {
-    WhenShown<TOstPasswordChangeDialog>(
-        [=](TOstPasswordChangeDialog* d) {
-            if (method) *method = d->EncryptionMethod();
-            if (password.isEmpty()) {
-                d->CancelButton()->click();
-                return;
-            }
-            d->PasswordEdit()->setText(password);
-            // Typed, so that it counts as entered even before the dialog is active.
-            d->ConfirmEdit()->clear();
-            QTest::keyClicks(d->ConfirmEdit(), password);
-            d->OkButton()->click();
-        },
-        QStringLiteral("Enter Password"));
-}
-
 } // namespace
 
 void TstTableDesignerProps::capacityTakesThousandsSeparators() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     TOstTable* working = designer.Core().WorkingTable();
     QComboBox* capacity = designer.CapacityComboBox();
     QCOMPARE(capacity->currentText(), QStringLiteral("100,000"));
-    QCOMPARE(Items(capacity), CapacityItems());
-    QCOMPARE(capacity->toolTip(),
-             QStringLiteral(
-                 "Approximate maximum number of rows for the table. Lower value enhances performance."));
+    QCOMPARE(ItemTexts(capacity), CapacityItems());
 
     TypeAndLeave(designer, capacity, "250,000");
     QCOMPARE(working->GetCapacity(), 250000);
@@ -145,12 +103,9 @@ void TstTableDesignerProps::levelDecidesEncryptionAndKeys() {
     QComboBox* encryption = designer.EncryptionTypComboBox();
     QPushButton* pwd = designer.EncryptionKeyBtn();
     QCOMPARE(designer.TableLevelSpinEdit()->value(), 4);
-    QCOMPARE(Items(encryption), QStringList({"Default", "None", "Protection", "Classic", "FastEncrypt",
+    QCOMPARE(ItemTexts(encryption), QStringList({"Default", "None", "Protection", "Classic", "FastEncrypt",
                                              "Blowfish", "Rijndael/AES"}));
     QCOMPARE(encryption->currentText(), QStringLiteral("Default"));
-    QCOMPARE(pwd->text(), QStringLiteral("Pwd"));
-    QCOMPARE(pwd->toolTip(),
-             QStringLiteral("Choose a password according to the selected encryption method."));
     QVERIFY(!pwd->isEnabled());
     encryption->setCurrentText("None");
     QVERIFY(!pwd->isEnabled());
@@ -188,7 +143,7 @@ void TstTableDesignerProps::levelDecidesEncryptionAndKeys() {
     // Level 3 offers no Blowfish: back to the default, no key, no "Pwd".
     TypeAndLeave(designer, designer.TableLevelSpinEdit(), "3");
     QCOMPARE(working->GetTableLevel(), 3);
-    QCOMPARE(Items(encryption), QStringList({"Default", "None", "Protection", "Classic"}));
+    QCOMPARE(ItemTexts(encryption), QStringList({"Default", "None", "Protection", "Classic"}));
     QCOMPARE(encryption->currentText(), QStringLiteral("Default"));
     QCOMPARE(working->GetEncryptionMethod(), int(emDefault));
     QCOMPARE(designer.Core().EncryptionKey(), QString());
@@ -206,18 +161,13 @@ void TstTableDesignerProps::levelDecidesEncryptionAndKeys() {
 }
 
 void TstTableDesignerProps::collationNeedsLevelSix() {
-    PeopleTable people;
-    TDesignerDialogs dialogs;
-    TOstTableDesigner designer;
-    designer.SetOstDataset(people.table.get());
+    PeopleInDesigner fixture;
+    auto& [people, dialogs, designer] = fixture;
     QVERIFY(ShowActive(designer));
     TOstTable* working = designer.Core().WorkingTable();
     QComboBox* collation = designer.CollationsComboBox();
     QCOMPARE(collation->currentText(), QStringLiteral("Ostra"));
     QVERIFY(collation->isEnabled());
-    QCOMPARE(designer.AccentSensitiveCheckBox()->text(),
-             QStringLiteral("Sensitive for diacritics (accents)"));
-    QCOMPARE(designer.CaseSensitiveCheckBox()->text(), QStringLiteral("Case sensitive"));
 
     // The engine's collation stands alone, whatever the boxes say.
     designer.CaseSensitiveCheckBox()->click();
@@ -391,17 +341,8 @@ void TstTableDesignerProps::boxesAndDialogsStandOverTheDesigner() {
     QCOMPARE(people.table->GetFieldDefsOst()[2]->GetSize(), 20);
 }
 
-void TstTableDesignerProps::differenceDialogLayout() {
+void TstTableDesignerProps::differenceDialogRowsAndKeys() {
     TTableStructureDifferenceDlg dialog;
-    QCOMPARE(dialog.windowTitle(), QStringLiteral("Modifications of Table Structure"));
-    QCOMPARE(dialog.Label()->text(), QStringLiteral("The following changes will be applied to the table"));
-    QCOMPARE(dialog.ListView()->headerItem()->text(0), QStringLiteral("Column"));
-    QCOMPARE(dialog.ListView()->headerItem()->text(1), QStringLiteral("Modification"));
-    QCOMPARE(dialog.ListView()->columnWidth(0), 60);
-    QCOMPARE(dialog.OkButton()->text(), QStringLiteral("&Ok"));
-    QCOMPARE(dialog.CancelButton()->text(), QStringLiteral("&Cancel"));
-    QVERIFY(dialog.OkButton()->isDefault());
-
     TModifications list;
     dialog.SetModifications(list);
     QCOMPARE(Rows(dialog.ListView(), 2), QStringList({"|No changes to table structure"}));

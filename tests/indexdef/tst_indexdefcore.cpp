@@ -3,6 +3,7 @@
 // key list and the definition strings it makes, reading a definition back,
 // the modification test, the collected messages of OK, the collation and
 // encryption of a new dictionary, and the pending dictionaries.
+#include "indexdef_helper.h"
 #include "designer/core/osttabledesignercore.h"
 #include "designer/core/osttableprops.h"
 #include "engine/ostdataset.h"
@@ -34,35 +35,6 @@ private slots:
 };
 
 namespace {
-
-// A directory (or single-file) database holding T with a column of every type.
-struct Db {
-    QTemporaryDir dir;
-    QString location;
-    std::unique_ptr<TOstDatabase> db;
-    explicit Db(bool singleFile = false) {
-        location = singleFile ? dir.filePath("db.ostd") : dir.filePath("db");
-        db = std::make_unique<TOstDatabase>();
-        db->SetLocation(location);
-        if (singleFile) db->SetDatabaseType(dbtSingleFile);
-        db->CreateDatabase();
-    }
-    // A table component (not created) at level with the columns name:type[:size[:collation]].
-    std::unique_ptr<TOstTable> Table(const QString& name, int level, const QStringList& columns, bool create = false) {
-        auto t = std::make_unique<TOstTable>();
-        t->SetDatabaseName(location);
-        t->SetTableName(name);
-        t->SetTableLevel(level);
-        for (const QString& c : columns) {
-            const QStringList p = c.split(u':');
-            TOstFieldDef* d = t->GetFieldDefsOst().Add(p[0], p[1].toInt(), p.size() > 2 ? p[2].toInt() : 0);
-            d->SetNullable(OstLevel::TypeMayBeNullable(level, p[1].toInt()));
-            if (p.size() > 3) d->SetSpec(p[3]);
-        }
-        if (create) t->CreateTable();
-        return t;
-    }
-};
 
 QStringList Names(const QVector<TIndexDefinitionCore::TFulltextColumn>& columns) {
     QStringList names;

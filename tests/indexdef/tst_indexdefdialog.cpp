@@ -1,13 +1,13 @@
-// The index definition dialog as a user meets it: its captions, the page
+// The index definition dialog as a user meets it: the page
 // that each kind of index shows, the name without a "." when extensions are
 // not allowed, the key list built with the buttons and keys, the collected
 // messages of OK, the new dictionary's controls with the password dialog,
 // and the key length that must be settled before the dialog shows.
-#include "../common/modal_helper.h"
+#include "../common/password_helper.h"
+#include "indexdef_helper.h"
 #include "common/ostscripteddialogs.h"
 #include "engine/ostdataset.h"
 #include "indexdef/ostnewindexdlg.h"
-#include "setup/ostpasswordchangedlg.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -25,7 +25,7 @@
 class TstIndexDefDialog : public QObject {
     Q_OBJECT
 private slots:
-    void captionsAndPages();
+    void pagesOfEachKind();
     void nameWithoutExtension();
     void keyListByButtonsAndKeys();
     void okCollectsTheMessages();
@@ -35,32 +35,6 @@ private slots:
 
 namespace {
 
-struct Db {
-    QTemporaryDir dir;
-    QString location = dir.filePath("db");
-    Db() {
-        TOstDatabase db;
-        db.SetLocation(location);
-        db.CreateDatabase();
-    }
-    std::unique_ptr<TOstTable> Table(int level) {
-        auto t = std::make_unique<TOstTable>();
-        t->SetDatabaseName(location);
-        t->SetTableName("Docs");
-        t->SetTableLevel(level);
-        t->GetFieldDefsOst().Add("Title", dtString, 60)->SetNullable(level >= 4);
-        t->GetFieldDefsOst().Add("Body", dtMemo, 0)->SetNullable(level >= 4);
-        t->GetFieldDefsOst().Add("Pages", dtInteger, 0);
-        return t;
-    }
-};
-
-QStringList Items(const QListWidget* list) {
-    QStringList items;
-    for (int i = 0; i < list->count(); ++i) items << list->item(i)->text();
-    return items;
-}
-
 QStringList VisibleTabs(const QTabWidget* pages) {
     QStringList tabs;
     for (int i = 0; i < pages->count(); ++i)
@@ -68,47 +42,13 @@ QStringList VisibleTabs(const QTabWidget* pages) {
     return tabs;
 }
 
-// Types a password twice into the password dialog, as a user does, and confirms it.
-void EnterPassword(TOstPasswordChangeDialog* p, const QString& password) {
-    QTest::keyClicks(p->PasswordEdit(), password);
-    p->ConfirmEdit()->clear();
-    QTest::keyClicks(p->ConfirmEdit(), password);
-    QVERIFY(p->OkButton()->isEnabled());
-    p->OkButton()->click();
-}
-
 } // namespace
 
-void TstIndexDefDialog::captionsAndPages() {
+void TstIndexDefDialog::pagesOfEachKind() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition dialog;
     dialog.SetTable(t.get());
-    QCOMPARE(dialog.windowTitle(), QStringLiteral("Define Index"));
-    QCOMPARE(dialog.HierarchicalRadio()->text(), QStringLiteral("&Hierarchical (Defined by a list of table columns)"));
-    QCOMPARE(dialog.CalculatedRadio()->text(), QStringLiteral("&Calculated (Defined by an expression)"));
-    QCOMPARE(dialog.FulltextRadio()->text(), QStringLiteral("&Fulltext (Indexes each single word from the given fields) "));
-    QCOMPARE(dialog.UniqueCheckBox()->text(), QStringLiteral("Entries must be unique"));
-    QCOMPARE(dialog.AscendingRadio()->text(), QStringLiteral("&Ascending"));
-    QCOMPARE(dialog.DescendingRadio()->text(), QStringLiteral("&Descending"));
-    QCOMPARE(dialog.LengthLabel()->text(), QStringLiteral("Length"));
-    QCOMPARE(dialog.CheckSelectedBtn()->text(), QStringLiteral("Check Selected"));
-    QCOMPARE(dialog.UncheckSelectedBtn()->text(), QStringLiteral("Uncheck Selected"));
-    QCOMPARE(dialog.NewDictionaryGroup()->title(), QStringLiteral("New Dictionary Options"));
-    QCOMPARE(dialog.DicEncryptionkeyBtn()->text(), QStringLiteral("Pwd"));
-    QCOMPARE(dialog.DicEncryptionkeyBtn()->toolTip(), QStringLiteral("Choose a password according to the selected encryption method."));
-    QCOMPARE(dialog.MaxKeywordLengthSpinEdit()->minimum(), 10);
-    QCOMPARE(dialog.MaxKeywordLengthSpinEdit()->maximum(), 32768);
-    QCOMPARE(dialog.MaxKeywordLengthSpinEdit()->value(), 20);
-    QCOMPARE(dialog.MinRelevanceSpinEdit()->maximum(), 100);
-    QCOMPARE(dialog.MinRelevanceSpinEdit()->value(), 50);
-    QStringList labels;
-    for (const QLabel* l : dialog.findChildren<QLabel*>()) labels << l->text();
-    for (const char* text : {"Index Name", "Available Table Columns", "Index Fields", "Minimum Relevance (0 - 100)",
-                             "Dictionary Table", "Separators", "Table Name", "Maximum Keyword Length", "Encryption",
-                             "Check all columns which should be included in the fulltext index", "Capacity"})
-        QVERIFY2(labels.contains(QString::fromLatin1(text)), text);
-
     // Exactly the page of the chosen kind; no unique fulltext index.
     QCOMPARE(VisibleTabs(dialog.PageControl()), QStringList({"General", "Hierarchical"}));
     dialog.CalculatedRadio()->click();
@@ -129,11 +69,11 @@ void TstIndexDefDialog::captionsAndPages() {
     QVERIFY(!dialog.UniqueCheckBox()->isEnabled());
     QVERIFY(!dialog.SeparatorsEdit()->isHidden());
     QCOMPARE(dialog.SeparatorsEdit()->text(), OstDefaultFulltextSeparators);
-    QCOMPARE(Items(dialog.FulltextColumnsList()), QStringList({"Title", "Body", "Pages"}));
-    QCOMPARE(Items(dialog.AvailableColumnsList()), QStringList({"Title", "Pages"})); // no memo in a key
+    QCOMPARE(ItemTexts(dialog.FulltextColumnsList()), QStringList({"Title", "Body", "Pages"}));
+    QCOMPARE(ItemTexts(dialog.AvailableColumnsList()), QStringList({"Title", "Pages"})); // no memo in a key
 
     // Below level 4: "Advanced" with the capacity, no fulltext, short expressions.
-    auto low = db.Table(3);
+    auto low = db.Table("Docs", 3, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition old;
     old.SetTable(low.get());
     QCOMPARE(VisibleTabs(old.PageControl()), QStringList({"General", "Hierarchical", "Advanced"}));
@@ -147,7 +87,7 @@ void TstIndexDefDialog::captionsAndPages() {
 
 void TstIndexDefDialog::nameWithoutExtension() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition dialog;
     dialog.SetTable(t.get());
     dialog.show();
@@ -164,7 +104,7 @@ void TstIndexDefDialog::nameWithoutExtension() {
 
 void TstIndexDefDialog::keyListByButtonsAndKeys() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition dialog;
     dialog.SetTable(t.get());
     dialog.show();
@@ -179,14 +119,14 @@ void TstIndexDefDialog::keyListByButtonsAndKeys() {
     available->setFocus();
     available->setCurrentRow(0);
     QTest::keyClick(available, Qt::Key_Return);
-    QCOMPARE(Items(keys), QStringList({"1. Pages, ascending", "2. Title, ascending"}));
-    QCOMPARE(Items(available), QStringList());
+    QCOMPARE(ItemTexts(keys), QStringList({"1. Pages, ascending", "2. Title, ascending"}));
+    QCOMPARE(ItemTexts(available), QStringList());
     QVERIFY(!dialog.InsertColumnBtn()->isEnabled());
     QCOMPARE(keys->currentRow(), 1);
     dialog.DescendingRadio()->click();
-    QCOMPARE(Items(keys), QStringList({"1. Pages, ascending", "2. Title, descending"}));
+    QCOMPARE(ItemTexts(keys), QStringList({"1. Pages, ascending", "2. Title, descending"}));
     dialog.MoveUpBtn()->click();
-    QCOMPARE(Items(keys), QStringList({"1. Title, descending", "2. Pages, ascending"}));
+    QCOMPARE(ItemTexts(keys), QStringList({"1. Title, descending", "2. Pages, ascending"}));
     QCOMPARE(keys->currentRow(), 0);
     QVERIFY(dialog.DescendingRadio()->isChecked());
     // The key length: only for a string column, and only where it is offered.
@@ -200,17 +140,17 @@ void TstIndexDefDialog::keyListByButtonsAndKeys() {
     const QPoint at = keys->visualItemRect(keys->item(1)).center();
     QTest::mouseClick(keys->viewport(), Qt::LeftButton, {}, at);
     QTest::mouseDClick(keys->viewport(), Qt::LeftButton, {}, at);
-    QCOMPARE(Items(keys), QStringList({"1. Title:12, descending"}));
-    QCOMPARE(Items(available), QStringList({"Pages"}));
+    QCOMPARE(ItemTexts(keys), QStringList({"1. Title:12, descending"}));
+    QCOMPARE(ItemTexts(available), QStringList({"Pages"}));
     dialog.DeleteAllColumnsBtn()->click();
-    QCOMPARE(Items(keys), QStringList());
-    QCOMPARE(Items(available), QStringList({"Title", "Pages"}));
+    QCOMPARE(ItemTexts(keys), QStringList());
+    QCOMPARE(ItemTexts(available), QStringList({"Title", "Pages"}));
     dialog.close();
 }
 
 void TstIndexDefDialog::okCollectsTheMessages() {
     Db db;
-    auto t = db.Table(3);
+    auto t = db.Table("Docs", 3, {"Title:1:60", "Body:8", "Pages:3"});
     TScriptedDialogService script;
     TScopedDialogService scope(&script);
     TIndexDefinition dialog;
@@ -245,7 +185,7 @@ void TstIndexDefDialog::okCollectsTheMessages() {
 
 void TstIndexDefDialog::newDictionaryControls() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TScriptedDialogService script;
     TScopedDialogService scope(&script);
     TIndexDefinition dialog;
@@ -312,7 +252,7 @@ void TstIndexDefDialog::newDictionaryControls() {
 
 void TstIndexDefDialog::editableStringLengthBeforeShowing() {
     Db db;
-    auto t = db.Table(6);
+    auto t = db.Table("Docs", 6, {"Title:1:60", "Body:8", "Pages:3"});
     TIndexDefinition dialog;
     dialog.SetTable(t.get());
     dialog.SetEditableStringLength(false);

@@ -55,24 +55,26 @@ char* toString(const Column& c) {
     return qstrdup(qPrintable(QStringLiteral("%1 %2(%3)%4").arg(c.name, GetDataTypeName(c.type)).arg(c.size).arg(c.nullable ? "" : " NOT NULL")));
 }
 
-// The stored definition of a converted table, read back from its file.
+// A converted table's definitions, read back from its file.
+std::unique_ptr<TOstTable> ReadBack(TargetDb& t, const QString& table) {
+    auto ost = std::make_unique<TOstTable>();
+    ost->SetDatabaseName(t.db->GetDatabaseName());
+    ost->SetTableName(table);
+    ost->ReadDefinitions();
+    return ost;
+}
+
 QList<Column> Stored(TargetDb& t, const QString& table) {
-    TOstTable ost;
-    ost.SetDatabaseName(t.db->GetDatabaseName());
-    ost.SetTableName(table);
-    ost.ReadDefinitions();
+    const auto ost = ReadBack(t, table);
     QList<Column> out;
-    for (const TOstFieldDef* d : ost.GetFieldDefsOst()) out << Column{d->GetName(), d->GetDataTypeOst(), d->GetSize(), d->GetNullable()};
+    for (const TOstFieldDef* d : ost->GetFieldDefsOst()) out << Column{d->GetName(), d->GetDataTypeOst(), d->GetSize(), d->GetNullable()};
     return out;
 }
 
 QStringList StoredIndexes(TargetDb& t, const QString& table) {
-    TOstTable ost;
-    ost.SetDatabaseName(t.db->GetDatabaseName());
-    ost.SetTableName(table);
-    ost.ReadDefinitions();
+    const auto ost = ReadBack(t, table);
     QStringList out;
-    for (const TIndexDef* d : ost.IndexDefs()) out << QStringLiteral("%1(%2|%3|%4)").arg(d->Name, d->Fields, d->DescFields).arg(int(d->Options & (ixPrimary | ixUnique)));
+    for (const TIndexDef* d : ost->IndexDefs()) out << QStringLiteral("%1(%2|%3|%4)").arg(d->Name, d->Fields, d->DescFields).arg(int(d->Options & (ixPrimary | ixUnique)));
     return out;
 }
 
@@ -82,19 +84,18 @@ void ManyRows(TestPgServer& pg, const QString& db, int n) {
                                    "INSERT INTO many SELECT i, 'label ' || i, i / 100.0 FROM generate_series(1, %1) i").arg(n), db));
 }
 
-// A conversion of the server's table "many" (n records) into a fresh engine database.
-struct ManyConversion {
+// A conversion of a source's table, open, into a new table of a fresh engine database.
+struct Conversion {
     TargetDb target;
     TTable source;
     TDBConvertTable convert;
-    ManyConversion(TestPgServer& pg, const QString& db, int n) {
-        ManyRows(pg, db, n);
-        source.SetDatabaseName(pg.DatabaseName(db));
-        source.SetTableName(QStringLiteral("many"));
+    Conversion(const QString& database, const QString& table, const QString& newTable) {
+        source.SetDatabaseName(database);
+        source.SetTableName(table);
         source.Open();
         convert.SetSource(&source);
         convert.SetDatabase(target.db.get());
-        convert.SetTableName(QStringLiteral("Many"));
+        convert.SetTableName(newTable);
     }
 };
 
@@ -139,19 +140,12 @@ void TstDataSetConverter::checksComeInTheirOrder() {
 
 void TstDataSetConverter::sqliteTypesNamesAndIndexes() {
     SqliteSource src = Shop();
-    TargetDb target;
-    TTable t;
-    t.SetDatabaseName(src.Name());
-    t.SetTableName(QStringLiteral("Items"));
-    t.Open();
+    Conversion conversion(src.Name(), "Items", "Items");
+    auto& [target, t, c] = conversion;
     t.Next(); // the converter copies from the first record, wherever the source stands
     TIndexDefs indexes;
     indexes.Assign(t.IndexDefs());
     indexes.Add(QStringLiteral("Vanishing"), QStringLiteral(" ; ;"), TIndexOptions());
-    TDBConvertTable c;
-    c.SetSource(&t);
-    c.SetDatabase(target.db.get());
-    c.SetTableName(QStringLiteral("Items"));
     c.SetIndexDefs(&indexes);
     int lastPercent = -1;
     c.OnProgress = [&](QObject*, int percent, bool&) { lastPercent = percent; };
@@ -192,15 +186,8 @@ void TstDataSetConverter::sqliteTypesNamesAndIndexes() {
 
 void TstDataSetConverter::levelDecidesSizesAndNulls() {
     SqliteSource src = Shop();
-    TargetDb target;
-    TTable t;
-    t.SetDatabaseName(src.Name());
-    t.SetTableName(QStringLiteral("Items"));
-    t.Open();
-    TDBConvertTable c;
-    c.SetSource(&t);
-    c.SetDatabase(target.db.get());
-    c.SetTableName(QStringLiteral("Old"));
+    Conversion conversion(src.Name(), "Items", "Old");
+    auto& [target, t, c] = conversion;
     c.SetTableLevel(3);
     c.SetCopyData(false);
     c.Execute();
@@ -232,15 +219,13 @@ void TstDataSetConverter::engineSourceIsCopiedAsItIs() {
     c.SetDatabase(target.db.get());
     c.SetTableName(QStringLiteral("Copy"));
     c.Execute();
-    TOstTable copy;
-    copy.SetDatabaseName(target.db->GetDatabaseName());
-    copy.SetTableName(QStringLiteral("Copy"));
-    copy.ReadDefinitions();
-    QCOMPARE(copy.GetFieldDefsOst().Count(), 3);
-    QCOMPARE(copy.GetFieldDefsOst()[0]->GetDataTypeOst(), int(dtEnum));
-    QCOMPARE(copy.GetFieldDefsOst()[0]->GetSpec(), QStringLiteral("S,M,L"));
-    QCOMPARE(copy.GetFieldDefsOst()[1]->GetDataTypeOst(), int(dtChar));
-    QCOMPARE(copy.GetFieldDefsOst()[2]->GetPrecision(), 4);
+    const auto table = ReadBack(target, "Copy");
+    const TOstFieldDefs& copy = table->GetFieldDefsOst();
+    QCOMPARE(copy.Count(), 3);
+    QCOMPARE(copy[0]->GetDataTypeOst(), int(dtEnum));
+    QCOMPARE(copy[0]->GetSpec(), QStringLiteral("S,M,L"));
+    QCOMPARE(copy[1]->GetDataTypeOst(), int(dtChar));
+    QCOMPARE(copy[2]->GetPrecision(), 4);
     QCOMPARE(target.Scalar("SELECT Size || Weight FROM Copy").toString(), QStringLiteral("M1.25"));
 }
 
@@ -259,15 +244,8 @@ void TstDataSetConverter::postgresTypesKeepTheirValues() {
                        "'08:30:00', '\\x00ff10', true, 'a0eebc99-9c0b-4ef8-bb6d-6bb9bd380a11', '{\"a\": 1}', 'two', 1234.5678), "
                        "('Cake', NULL, 0.01, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, "
                        "NULL, NULL, NULL)", db));
-    TargetDb target;
-    TTable t;
-    t.SetDatabaseName(m_pg->DatabaseName(db));
-    t.SetTableName(QStringLiteral("items"));
-    t.Open();
-    TDBConvertTable c;
-    c.SetSource(&t);
-    c.SetDatabase(target.db.get());
-    c.SetTableName(QStringLiteral("Items"));
+    Conversion conversion(m_pg->DatabaseName(db), "items", "Items");
+    auto& [target, t, c] = conversion;
     c.SetIndexDefs(&t.IndexDefs());
     c.Execute();
     const QList<Column> expected{
@@ -301,15 +279,8 @@ void TstDataSetConverter::failingRowIsReportedOrAbortsAll() {
     const QString db = m_pg->CreateDatabase();
     QVERIFY(m_pg->Exec("CREATE TABLE visits(id int PRIMARY KEY, at timestamp); INSERT INTO visits VALUES "
                        "(1, '2024-01-01 10:00'), (2, 'infinity'), (3, '2024-01-03 12:00')", db));
-    TargetDb target;
-    TTable t;
-    t.SetDatabaseName(m_pg->DatabaseName(db));
-    t.SetTableName(QStringLiteral("visits"));
-    t.Open();
-    TDBConvertTable c;
-    c.SetSource(&t);
-    c.SetDatabase(target.db.get());
-    c.SetTableName(QStringLiteral("Visits"));
+    Conversion conversion(m_pg->DatabaseName(db), "visits", "Visits");
+    auto& [target, t, c] = conversion;
     c.BatchMove()->SetAbortOnProblem(true);
     const QString message = MessageOf<EOstraError>([&] { c.Execute(); });
     QVERIFY2(message.startsWith(QStringLiteral("Record 2: ")) && message.contains(QStringLiteral("infinity")), qPrintable(message));
@@ -330,7 +301,9 @@ void TstDataSetConverter::failingRowIsReportedOrAbortsAll() {
 
 void TstDataSetConverter::cancelInTheMiddleCreatesNothing() {
     if (!RequirePg()) return;
-    ManyConversion m(*m_pg, m_pg->CreateDatabase(), 20000);
+    const QString db = m_pg->CreateDatabase();
+    ManyRows(*m_pg, db, 20000);
+    Conversion m(m_pg->DatabaseName(db), "many", "Many");
     TDBConvertTable& c = m.convert;
     int stoppedAt = -1;
     c.OnProgress = [&](QObject*, int percent, bool& abort) {
@@ -359,7 +332,8 @@ void TstDataSetConverter::cancelInTheMiddleCreatesNothing() {
 void TstDataSetConverter::sourceVanishingMidCopyCreatesNothing() {
     if (!RequirePg()) return;
     const QString db = m_pg->CreateDatabase();
-    ManyConversion m(*m_pg, db, 200000);
+    ManyRows(*m_pg, db, 200000);
+    Conversion m(m_pg->DatabaseName(db), "many", "Many");
     TDBConvertTable& c = m.convert;
     bool killed = false;
     c.OnProgress = [&](QObject*, int percent, bool&) {

@@ -53,7 +53,6 @@ void TstCreateDBDlg::locationAndMethodRules() {
 
 void TstCreateDBDlg::startsAsAPlainDirectoryDatabase() {
     TCreateDBDialog d;
-    QCOMPARE(d.windowTitle(), QStringLiteral("Create a New Ostra Database"));
     QVERIFY(d.DirectoryRadio()->isChecked());
     QVERIFY(d.NoneRadio()->isChecked());
     QCOMPARE(d.EncryptionTypComboBox()->currentText(), QStringLiteral("None"));

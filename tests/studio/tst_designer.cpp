@@ -1,6 +1,8 @@
 // TDesigner over a data module: names, creating, selecting and deleting
 // components, undo and redo of every change, the modified flag, and the
 // fields editor working on a real table.
+#include "studio_helper.h"
+
 #include "engine/ostdataset.h"
 #include "engine/ostextcomps.h"
 #include "engine/ostquery.h"
@@ -57,29 +59,6 @@ QStringList Names(const TComponent& root) {
     for (const TComponent* c : root.Components()) names.append(c->GetName());
     return names;
 }
-
-// A directory database holding People(ID, Name, Age) with two rows.
-struct PeopleDb {
-    QTemporaryDir dir;
-    QString name = QStringLiteral("DesignerDb%1").arg(++counter);
-    TOstDatabase db;
-    static inline int counter = 0;
-    PeopleDb() {
-        db.SetDatabaseName(name);
-        db.SetLocation(dir.filePath("db"));
-        db.CreateDatabase();
-        TOstTable t;
-        t.SetDatabaseName(name);
-        t.SetTableName("People");
-        t.GetFieldDefsOst().Add("ID", dtAutoInc, 0);
-        t.GetFieldDefsOst().Add("Name", dtString, 30);
-        t.GetFieldDefsOst().Add("Age", dtInteger, 0);
-        t.CreateTable();
-        t.Open();
-        t.AppendRecord({QVariant(), "Ann", 31});
-        t.AppendRecord({QVariant(), "Bob", 45});
-    }
-};
 
 } // namespace
 
@@ -178,8 +157,8 @@ void TstDesigner::propertyChangesUndoAndRedo() {
     QVERIFY(d.CanRedo());
 
     // A step that cannot be taken back says so; the stack moves on regardless.
-    PeopleDb people;
-    d.SetProperty(db, "Location", people.dir.filePath("db"));
+    TStudioPeopleDb people;
+    d.SetProperty(db, "Location", people.Location());
     QVERIFY(!d.CanRedo());
     db->SetConnected(true); // behind the designer's back
     QSignalSpy failed(&d, &TDesigner::stepFailed);
@@ -192,7 +171,7 @@ void TstDesigner::propertyChangesUndoAndRedo() {
     }
     QCOMPARE(failed.count(), 1);
     QVERIFY(d.CanRedo());
-    QCOMPARE(db->GetLocation(), people.dir.filePath("db"));
+    QCOMPARE(db->GetLocation(), people.Location());
 }
 
 void TstDesigner::deleteUndoRestoresComponentAndFields() {
@@ -274,13 +253,13 @@ void TstDesigner::fieldsEditorAddsAndDeletesFields() {
     ClearRegistrations();
     RegisterClasses<TIntegerField>();
     RegisterFieldClass(ftInteger, "TIntegerField");
-    PeopleDb people;
+    TStudioPeopleDb people;
     TDataModule root;
     root.SetName("Module1");
     TDesigner d(&root);
     auto* t = static_cast<TOstTable*>(d.CreateComponent(&TOstTable::staticMetaObject, nullptr, 0, 0, 0, 0));
     d.SetProperty(t, "Name", "Table1");
-    d.SetProperty(t, "DatabaseName", people.name);
+    d.SetProperty(t, "DatabaseName", people.Location());
     d.SetProperty(t, "TableName", "People");
     TComponent* clash = d.CreateComponent(&TOstQuery::staticMetaObject, nullptr, 0, 0, 0, 0);
     d.SetProperty(clash, "Name", "Table1ID");

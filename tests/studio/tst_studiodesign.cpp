@@ -107,12 +107,6 @@ QAction* MenuAction(const QMenu* menu, const QString& text) {
     return nullptr;
 }
 
-void ShowWindow(TStudioMainWindow& w) {
-    w.show();
-    w.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&w));
-}
-
 } // namespace
 
 void TstStudioDesign::initTestCase() {
@@ -134,7 +128,7 @@ void TstStudioDesign::cleanup() {
 
 void TstStudioDesign::placeFromPaletteAndUndo() {
     TStudioMainWindow w;
-    ShowWindow(w);
+    QVERIFY(ShowActive(w));
     TModuleCanvas* canvas = w.Canvas();
     TComponentPalette* palette = w.Palette();
     TComponent* root = w.Module();
@@ -222,7 +216,7 @@ void TstStudioDesign::placeFromPaletteAndUndo() {
 void TstStudioDesign::inspectorEditsRealDatabase() {
     TStudioPeopleDb people;
     TStudioMainWindow w;
-    ShowWindow(w);
+    QVERIFY(ShowActive(w));
     TModuleCanvas* canvas = w.Canvas();
     TObjectInspector* inspector = w.Inspector();
     QCOMPARE(inspector->Caption(), QStringLiteral("DataModule1: TDataModule"));
@@ -339,7 +333,7 @@ void TstStudioDesign::inspectorEditsRealDatabase() {
 
 void TstStudioDesign::contextMenuVerbs() {
     TStudioMainWindow w;
-    ShowWindow(w);
+    QVERIFY(ShowActive(w));
     TModuleCanvas* canvas = w.Canvas();
     auto* gadget = static_cast<TStudioGadget*>(canvas->PlaceComponent(&TStudioGadget::staticMetaObject, QPoint(30, 30)));
     QVERIFY(gadget);
@@ -401,7 +395,7 @@ void TstStudioDesign::contextMenuVerbs() {
 
 void TstStudioDesign::mouseAndKeysSelectAndMove() {
     TStudioMainWindow w;
-    ShowWindow(w);
+    QVERIFY(ShowActive(w));
     TModuleCanvas* canvas = w.Canvas();
     TDesigner* d = w.Designer();
     TComponent* t1 = canvas->PlaceComponent(&TOstTable::staticMetaObject, QPoint(40, 40));
@@ -474,7 +468,7 @@ void TstStudioDesign::mouseAndKeysSelectAndMove() {
 
 void TstStudioDesign::clipboardCopyPasteCut() {
     TStudioMainWindow w;
-    ShowWindow(w);
+    QVERIFY(ShowActive(w));
     TDesigner* d = w.Designer();
     TComponent* root = w.Module();
     TComponent* table = w.Canvas()->PlaceComponent(&TOstTable::staticMetaObject, QPoint(40, 40));

@@ -68,12 +68,6 @@ void RunVerb(TStudioMainWindow& w, TComponent* c, const QString& verb) {
     QFAIL(qPrintable("no verb " + verb));
 }
 
-void ShowWindow(TStudioMainWindow& w) {
-    w.show();
-    w.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&w));
-}
-
 // The table designer, as a keyboard user drives it: Ctrl+N adds a column,
 // its name is typed, Tab leaves the box; then Apply, confirm, Close.
 void DesignColumns(const QString& table, const QStringList& columns) {
@@ -114,7 +108,7 @@ void TstStudioRoad::directoryDatabaseTablesAndModule() {
     QTemporaryDir dir;
     const QString location = dir.filePath("shop");
     TStudioMainWindow w;
-    ShowWindow(w);
+    QVERIFY(ShowActive(w));
     TObjectInspector* inspector = w.Inspector();
 
     // A database component, and a new database for it.
@@ -203,7 +197,7 @@ void TstStudioRoad::directoryDatabaseTablesAndModule() {
 void TstStudioRoad::encryptedSingleFileDatabase() {
     QTemporaryDir dir;
     TStudioMainWindow w;
-    ShowWindow(w);
+    QVERIFY(ShowActive(w));
     TComponent* db = w.Canvas()->PlaceComponent(&TOstDatabase::staticMetaObject, QPoint(24, 24));
     QVERIFY(w.Inspector()->SetPropertyText("DatabaseName", "Vault"));
     WhenShown<QDialog>(
