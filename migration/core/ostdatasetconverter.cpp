@@ -72,20 +72,31 @@ void TDBConvertTable::CreateTable() {
 }
 
 void TDBConvertTable::Execute() {
-    CreateTable();
-    if (!m_copyData) return;
-    m_batchMove->SetSource(m_source.data());
-    m_batchMove->SetDestination(m_target);
-    m_batchMove->SetMode(TOstBatchMove::batAppend);
-    m_batchMove->SetRecordCount(0);
-    m_batchMove->OnProgress = OnProgress;
+    // In a single-file database the new table and its records are one
+    // transaction: a process killed in the middle leaves no table behind.
+    // (A directory database's table is a file of its own, attached once made.)
+    const bool atomic = m_copyData && m_database && m_database->IsSingleFile() && !m_database->InTransaction();
+    if (atomic) m_database->StartTransaction();
+    bool created = false;
     try {
-        m_batchMove->Execute();
+        CreateTable();
+        created = true;
+        if (m_copyData) {
+            m_batchMove->SetSource(m_source.data());
+            m_batchMove->SetDestination(m_target);
+            m_batchMove->SetMode(TOstBatchMove::batAppend);
+            m_batchMove->SetRecordCount(0);
+            m_batchMove->OnProgress = OnProgress;
+            m_batchMove->Execute();
+        }
+        if (atomic) m_database->Commit();
     } catch (...) {
         // Nothing of a failed or cancelled conversion stays behind.
         try {
-            if (m_target->Active()) m_target->Close();
-            m_target->DeleteTable();
+            if (m_target && m_target->Active()) m_target->Close();
+            if (atomic) m_database->Rollback();
+            // Only the table this conversion made (never one of the name that was there).
+            if (created && m_target && m_target->Exists()) m_target->DeleteTable();
         } catch (...) {
         }
         throw;

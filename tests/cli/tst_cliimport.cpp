@@ -4,6 +4,9 @@
 // failures leave no table behind.
 #include "cli_helper.h"
 
+#include <QFile>
+#include <QProcess>
+
 #include "../migration/migration_helper.h"
 #include "../migration/pgserver_helper.h"
 
@@ -160,6 +163,23 @@ void TstCliImport::fromPostgres() {
     QCOMPARE(r.exitCode, 1);
     QVERIFY2(r.err.contains("nosuch"), r.Describe());
     QVERIFY(!RunOstra({"tables", db.db}).out.contains("Other"));
+    // A name that is taken is refused, and the table of that name keeps its records.
+    r = RunOstra({"import", db.db, "Orders", "--from=" + pg.DatabaseName(), "--source-table=orders"});
+    QCOMPARE(r.exitCode, 1);
+    QCOMPARE(SqlCsv(db.db, "SELECT count(*) AS n FROM Orders"), QStringLiteral("n\n1000\n"));
+
+    // Killed while it copies: the new table and its records went together.
+    QVERIFY(pg.Exec("CREATE TABLE many AS SELECT i AS id, 'row ' || i AS label FROM generate_series(1, 300000) i"));
+    QProcess p;
+    p.start(QStringLiteral(OSTRA_CLI_PATH), {"import", db.db, "Many", "--from=" + pg.DatabaseName(), "--source-table=many"});
+    QVERIFY(p.waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(db.db + "-journal") || p.state() == QProcess::NotRunning, 60000);
+    QVERIFY2(p.state() == QProcess::Running, "the import ended before it could be killed");
+    QTest::qWait(100);
+    p.kill();
+    p.waitForFinished();
+    QVERIFY(!RunOstra({"tables", db.db}).out.contains("Many"));
+    QCOMPARE(SqlCsv(db.db, "SELECT count(*) AS n FROM Orders"), QStringLiteral("n\n1000\n"));
 }
 
 QTEST_GUILESS_MAIN(TstCliImport)
