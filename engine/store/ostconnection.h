@@ -25,6 +25,13 @@ QVariant OstColumnValue(sqlite3_stmt* st, int i);
 // True while the engine prepares SQL of its own (as opposed to a user's),
 // which the guard over user SQL lets through.
 bool OstEngineSqlActive();
+// Marks the SQL the engine prepares while it lives.
+struct OstEngineSqlScope {
+    OstEngineSqlScope();
+    ~OstEngineSqlScope();
+    OstEngineSqlScope(const OstEngineSqlScope&) = delete;
+    OstEngineSqlScope& operator=(const OstEngineSqlScope&) = delete;
+};
 
 // RAII prepared statement.
 class OstStmt {
