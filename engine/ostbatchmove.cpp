@@ -328,36 +328,58 @@ void OstBatchRun::MoveBySql() {
 // cannot be moved is undone by SQLite and moved record by record, which
 // reports it. At most one slice of records is held at a time.
 void OstBatchRun::MoveByDataset() {
-    QVector<TField*> fields;
-    for (const OstBatchColumn& c : m_plan.columns) fields << m_source->FieldByName(m_plan.src[c.src].name);
+    // Where each moved column's value is in the record; when they are all of
+    // them in order, a record is taken as it is.
+    QVector<int> at;
+    for (const OstBatchColumn& c : m_plan.columns) at << m_source->FieldByName(m_plan.src[c.src].name)->FieldNo() - 1;
+    bool inOrder = true;
+    for (int i = 0; i < at.size(); ++i) inOrder = inOrder && at[i] == i;
     const int limit = m_move.GetRecordCount();
     m_total = m_source->RecordCount();
     if (limit > 0) m_total = qMin<qint64>(m_total, limit);
     const bool sliced = (m_mode == TOstBatchMove::batAppend || m_mode == TOstBatchMove::batCopy) && m_writer->SliceSize() > 1;
-    QVector<QVariantList> slice;
+    QVector<QVariantList> slice, prepared;
     if (sliced) slice.reserve(m_writer->SliceSize());
+    // A source that reads ahead on a thread of its own converts and checks
+    // the records there too, while this one writes.
+    struct PrepareGuard {
+        TDataSet* source = nullptr;
+        ~PrepareGuard() { if (source) source->SetRecordPrepare({}); }
+    } guard;
+    bool preparing = false;
+    if (sliced && inOrder) {
+        guard.source = m_source;
+        preparing = m_source->SetRecordPrepare(m_writer->SlicePreparer());
+    }
     qint64 done = 0;
     auto flush = [&] {
         if (slice.isEmpty()) return;
-        if (m_writer->InsertSlice(slice)) {
+        if (m_writer->InsertSlice(slice, prepared)) {
             m_moved += slice.size();
         } else {
             qint64 recNo = done - slice.size();
             for (const QVariantList& values : std::as_const(slice)) MoveOne(++recNo, values);
         }
         slice.clear();
+        prepared.clear();
     };
     m_source->First();
     while (!m_source->Eof() && (limit == 0 || done < limit)) {
+        const QVariantList& record = m_source->CurrentRecord();
         QVariantList values;
-        values.reserve(fields.size());
-        for (const TField* f : std::as_const(fields)) values << f->Value();
+        if (inOrder && record.size() == at.size()) {
+            values = record;
+        } else {
+            values.reserve(at.size());
+            for (int i : std::as_const(at)) values << record.value(i);
+        }
         ++done;
         if (const QString problem = m_source->RecordProblem(); !problem.isEmpty()) {
             flush(); // the report stays in the order of the records
             Problem(done, EOstraError(OstErr::ConversionFailed, problem), values);
         } else if (sliced) {
             slice << values;
+            if (preparing) prepared << m_source->PreparedRecord();
             if (slice.size() == m_writer->SliceSize()) flush();
         } else {
             MoveOne(done, values);

@@ -148,6 +148,18 @@ public:
     // a fields editor should create as persistent ones.
     virtual const QMetaObject* GetFieldClass(TFieldType type) const;
     QVariant FieldValue(int index) const;
+    // The current record's values in FieldDefs() order (a field's value is at
+    // its FieldNo() - 1): what a reader of every record takes without copying each value.
+    const QVariantList& CurrentRecord() const { return m_buffer; }
+    // A reader of every record in turn (a batch move) may have each record
+    // prepared as it is read: a dataset that reads ahead on a thread of its
+    // own runs prepare there on the records it reads from then on, and
+    // PreparedRecord() gives the result while such a record is current (empty
+    // for any other record). prepare only reads the record and what it owns
+    // itself. Returns whether the dataset prepares records; an empty function stops it.
+    using TRecordPrepare = std::function<QVariantList(const QVariantList& record)>;
+    virtual bool SetRecordPrepare(TRecordPrepare prepare) { Q_UNUSED(prepare) return false; }
+    virtual QVariantList PreparedRecord() const { return {}; }
     // Why the current record could not be read whole from its source (a line
     // of a file with too few or too many values), empty when it could. A
     // batch move reports such a record as a problem instead of moving it.

@@ -6,6 +6,7 @@
 #include "engine/store/ostvalues.h"
 
 #include <QDateTime>
+#include <atomic>
 
 namespace {
 
@@ -215,6 +216,25 @@ bool OstIsRecordProblem(const EOstraError& e) {
 
 // ---------------------------------------------------------------- writer
 
+namespace {
+// The value a variant holds, known to be of type T.
+template <typename T> const T& Raw(const QVariant& v) { return *static_cast<const T*>(v.constData()); }
+} // namespace
+
+// What converting and checking a slice's records needs, apart from the connection.
+struct OstBatchWriter::SliceRules {
+    QVector<OstColumnMeta> columns; // the destination's, one per plan column
+    bool checksInCode = false;      // the table's checks are the engine's own ones
+    QVector<bool> keyColumn, hasDefault;
+    // Marks what these rules prepared: a dataset may still hold records an
+    // earlier move had prepared.
+    const qulonglong id = NextRulesId();
+    static qulonglong NextRulesId() {
+        static std::atomic<qulonglong> next{0};
+        return ++next;
+    }
+};
+
 OstBatchWriter::OstBatchWriter(OstConnection& c, const OstBatchPlan& p, Action action) : m_conn(c), m_plan(p), m_action(action) {
     const OstTableMeta& m = p.dst;
     const OstTableLocation loc = c.Locate(m.name);
@@ -238,6 +258,8 @@ OstBatchWriter::OstBatchWriter(OstConnection& c, const OstBatchPlan& p, Action a
             // About 200 records, within the parameters a statement may have.
             const int params = sqlite3_limit(c.Db(), SQLITE_LIMIT_VARIABLE_NUMBER, -1);
             m_sliceSize = p.columns.isEmpty() ? 1 : qBound(1, params / int(p.columns.size()), 200);
+            m_rules = std::make_shared<SliceRules>();
+            for (const OstBatchColumn& bc : p.columns) m_rules->columns << m.columns[bc.dst];
             SetUpChecksInCode(loc);
         }
     }
@@ -282,10 +304,13 @@ OstBatchWriter::~OstBatchWriter() {
 
 void OstBatchWriter::SkipChecks(bool skip) {
     if (skip == m_checksSkipped) return;
-    // Turning the checks off or on makes SQLite prepare its statements again: seldom, not per slice.
-    OstStmt& st = skip ? *m_checksOff : *m_checksOn;
-    st.Reset();
-    st.Step();
+    // Turning the checks off or on makes SQLite prepare its statements again:
+    // seldom, not per slice. SQLite sets this flag while it prepares the
+    // pragma, not when it runs it: a prepared pragma kept for later would set
+    // it when it is prepared again, so it is prepared each time.
+    const char* sql = skip ? "PRAGMA ignore_check_constraints=ON" : "PRAGMA ignore_check_constraints=OFF";
+    if (sqlite3_exec(m_conn.Db(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+        throw EOstraError(OstErr::IoError, QStringLiteral("Cannot switch column checks: %1").arg(QString::fromUtf8(sqlite3_errmsg(m_conn.Db()))));
     m_checksSkipped = skip;
 }
 
@@ -370,24 +395,61 @@ void OstBatchWriter::SetUpChecksInCode(const OstTableLocation& loc) {
             keyColumns << col.toLower();
         }
     }
+    QVector<bool> keyColumn, hasDefault;
     for (const OstBatchColumn& bc : m_plan.columns) {
         const OstColumnMeta& col = m.columns[bc.dst];
-        m_keyColumn << keyColumns.remove(col.name.toLower());
-        m_hasDefault << !DefaultOrEmpty(m, col).isEmpty();
+        keyColumn << keyColumns.remove(col.name.toLower());
+        hasDefault << !DefaultOrEmpty(m, col).isEmpty();
     }
     if (!keyColumns.isEmpty()) return; // a key column the records leave to its default
-    m_checksOff = std::make_unique<OstStmt>(m_conn.Db(), QStringLiteral("PRAGMA ignore_check_constraints=ON"));
-    m_checksOn = std::make_unique<OstStmt>(m_conn.Db(), QStringLiteral("PRAGMA ignore_check_constraints=OFF"));
     m_checksInCode = true;
+    m_rules->keyColumn = keyColumn;
+    m_rules->hasDefault = hasDefault;
+    m_rules->checksInCode = true;
 }
 
-bool OstBatchWriter::ChecksHoldInCode(const QVariantList& stored) const {
-    for (int i = 0; i < stored.size(); ++i) {
-        const QVariant& v = stored.at(i);
-        if (v.isNull() && (m_keyColumn[i] || m_hasDefault[i])) return false;
-        if (!OstStoredMeetsColumnCheck(v, m_plan.dst.columns[m_plan.columns[i].dst])) return false;
+bool OstBatchWriter::Store(const SliceRules& r, const QVariantList& values, QVariantList& stored) {
+    const int n = int(r.columns.size());
+    stored.resize(n);
+    QVariant* out = stored.data();
+    QString error;
+    for (int i = 0; i < n; ++i) {
+        out[i] = OstToStorage(i < values.size() ? values.at(i) : QVariant(), r.columns[i], error);
+        if (!error.isEmpty()) return false;
     }
     return true;
+}
+
+bool OstBatchWriter::ChecksHoldInCode(const SliceRules& r, const QVariantList& stored) {
+    if (!r.checksInCode) return false;
+    for (int i = 0; i < r.columns.size(); ++i) {
+        const QVariant& v = stored.at(i);
+        if (v.isNull() && (r.keyColumn[i] || r.hasDefault[i])) return false;
+        if (!OstStoredMeetsColumnCheck(v, r.columns[i])) return false;
+    }
+    return true;
+}
+
+std::function<QVariantList(const QVariantList&)> OstBatchWriter::SlicePreparer() const {
+    if (!m_rules) return {};
+    return [rules = std::shared_ptr<const SliceRules>(m_rules)](const QVariantList& values) {
+        QVariantList stored;
+        stored.reserve(rules->columns.size() + 3);
+        if (!Store(*rules, values, stored)) return QVariantList();
+        const bool certain = ChecksHoldInCode(*rules, stored);
+        // Text in the encoding SQLite keeps it in, marked by a bit of its column.
+        qulonglong utf8 = 0;
+        QVariant* out = stored.data();
+        for (int i = 0; i < stored.size() && i < 64; ++i) {
+            if (out[i].typeId() != QMetaType::QString) continue;
+            out[i] = QVariant(static_cast<const QString*>(out[i].constData())->toUtf8());
+            utf8 |= 1ULL << i;
+        }
+        stored.append(QVariant(certain));
+        stored.append(QVariant(rules->id));
+        stored.append(QVariant(utf8));
+        return stored;
+    };
 }
 
 OstStmt& OstBatchWriter::SliceStatement(int rows) {
@@ -412,41 +474,56 @@ OstStmt& OstBatchWriter::SliceStatement(int rows) {
     return *m_sliceTail;
 }
 
-bool OstBatchWriter::InsertSlice(const QVector<QVariantList>& records) {
+bool OstBatchWriter::InsertSlice(const QVector<QVariantList>& records, const QVector<QVariantList>& prepared) {
     Q_ASSERT(m_action == Insert && !m_sliceHead.isEmpty());
     if (records.isEmpty()) return true;
-    const OstTableMeta& m = m_plan.dst;
     const int n = m_plan.columns.size();
     OstStmt& st = SliceStatement(int(records.size()));
-    st.Reset();
+    sqlite3_reset(st.Handle()); // every parameter is bound again below
     if (m_texts.size() < size_t(records.size()) * n) m_texts.resize(size_t(records.size()) * n);
     sqlite3_stmt* h = st.Handle();
     int param = 0;
     bool checked = m_checksInCode;
-    for (const QVariantList& values : records) {
-        m_stored.clear();
-        for (int i = 0; i < n; ++i) {
-            QString error;
-            m_stored << OstToStorage(values.value(i), m.columns[m_plan.columns[i].dst], error);
-            if (!error.isEmpty()) return false;
-        }
+    for (qsizetype r = 0; r < records.size(); ++r) {
+        // Prepared on another thread, or here.
+        const bool ready = r < prepared.size() && prepared[r].size() == n + 3 &&
+                           prepared[r].at(n + 1).typeId() == QMetaType::ULongLong && Raw<qulonglong>(prepared[r].at(n + 1)) == m_rules->id;
+        const qulonglong utf8 = ready ? Raw<qulonglong>(prepared[r].at(n + 2)) : 0;
+        if (!ready && !Store(*m_rules, records[r], m_stored)) return false;
+        const QVariantList& stored = ready ? prepared[r] : m_stored;
         try {
-            CheckLinks(m_stored);
+            CheckLinks(stored);
         } catch (const EOstraError& e) {
             if (!OstIsRecordProblem(e)) throw;
             return false;
         }
-        checked = checked && ChecksHoldInCode(m_stored);
+        checked = checked && (ready ? Raw<bool>(stored.at(n)) : ChecksHoldInCode(*m_rules, stored));
         for (int i = 0; i < n; ++i) {
-            const QVariant& v = m_stored.at(i);
+            const QVariant& v = stored.at(i);
             ++param;
-            if (v.typeId() != QMetaType::QString) {
+            const int type = v.isNull() ? QMetaType::UnknownType : v.typeId();
+            if (type == QMetaType::LongLong) {
+                sqlite3_bind_int64(h, param, Raw<qlonglong>(v));
+                continue;
+            }
+            if (type == QMetaType::QByteArray && i < 64 && (utf8 >> i & 1)) {
+                // Prepared text: it stays in prepared until the statement has run.
+                const QByteArray& t = Raw<QByteArray>(v);
+                sqlite3_bind_text(h, param, t.constData(), int(t.size()), SQLITE_STATIC);
+                continue;
+            }
+            const bool text = type == QMetaType::QString;
+            if (!text && type != QMetaType::QByteArray) {
                 OstBindValue(h, param, v);
                 continue;
             }
-            // Text is kept here until the statement has run, so SQLite need not copy it.
+            // Text and bytes are kept here until the statement has run, so SQLite need not copy them.
             QByteArray& t = m_texts[param - 1];
-            t = v.toString().toUtf8();
+            t = type == QMetaType::QString ? static_cast<const QString*>(v.constData())->toUtf8() : Raw<QByteArray>(v);
+            if (!text) {
+                sqlite3_bind_blob64(h, param, t.constData(), sqlite3_uint64(t.size()), SQLITE_STATIC);
+                continue;
+            }
             const bool plain = qstrlen(t.constData()) == size_t(t.size());
             sqlite3_bind_text(h, param, t.constData(), plain ? -1 : int(t.size()), SQLITE_STATIC);
         }

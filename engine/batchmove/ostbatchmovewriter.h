@@ -7,6 +7,7 @@
 #include "engine/store/ostconnection.h"
 #include "engine/store/ostmeta.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -54,7 +55,14 @@ public:
     // as Write does it. False when one of them is a problem of its own: then
     // none of them was written, and moving them one by one with Write
     // reports it. Raises EOstraError for anything else.
-    bool InsertSlice(const QVector<QVariantList>& records);
+    // prepared: for each record what SlicePreparer gave for it, or nothing
+    // (then InsertSlice does that work itself).
+    bool InsertSlice(const QVector<QVariantList>& records, const QVector<QVariantList>& prepared = {});
+    // What InsertSlice does to a record before it binds it, as a function
+    // that holds all it needs and may run on another thread: the stored
+    // values and, after them, whether they meet the table's checks for
+    // certain and a mark of this writer; empty when a value cannot be stored.
+    std::function<QVariantList(const QVariantList& values)> SlicePreparer() const;
     // The number of records InsertSlice takes best (1: no slices).
     int SliceSize() const { return m_sliceSize; }
     // InsertSlice may leave SQLite's column checks off for the slices that
@@ -70,7 +78,11 @@ private:
     OstStmt& SliceStatement(int rows);
     void SetUpChecksInCode(const OstTableLocation& loc);
     // Whether the values of a slice meet the table's checks for certain.
-    bool ChecksHoldInCode(const QVariantList& stored) const;
+    struct SliceRules;
+    // Stored values of a record's values; false when one cannot be stored.
+    static bool Store(const SliceRules& r, const QVariantList& values, QVariantList& stored);
+    // Whether the first stored values, one per plan column, meet the checks for certain.
+    static bool ChecksHoldInCode(const SliceRules& r, const QVariantList& stored);
     void SkipChecks(bool skip);
 
     OstConnection& m_conn;
@@ -85,8 +97,7 @@ private:
     // engine's own column and key checks (no checks of the table's own, no
     // triggers). Plan columns that are key columns, or have a default.
     bool m_checksInCode = false, m_checksSkipped = false;
-    QVector<bool> m_keyColumn, m_hasDefault;
-    std::unique_ptr<OstStmt> m_checksOff, m_checksOn;
+    std::shared_ptr<SliceRules> m_rules;
     QVariantList m_stored;
     std::vector<QByteArray> m_texts; // a slice's text values while its statement is bound to them
     QVector<int> m_updated; // plan columns an update sets

@@ -179,11 +179,19 @@ bool Digits(const QString& s, int from, int len, int& out) {
     return true;
 }
 
+// Whether d of month m of year y (1 to 9999) is a day of the calendar.
+bool CalendarDay(int y, int m, int d) {
+    static constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    if (m < 1 || m > 12 || d < 1) return false;
+    const bool leap = (y % 4 == 0 && y % 100 != 0) || y % 400 == 0;
+    return d <= days[m - 1] + (m == 2 && leap ? 1 : 0);
+}
+
 // "yyyy-mm-dd" at from, a day of the years 1 to 9999.
 bool IsoDateAt(const QString& s, int from) {
     int y, m, d;
     return s.size() >= from + 10 && s.at(from + 4) == u'-' && s.at(from + 7) == u'-' && Digits(s, from, 4, y) &&
-           Digits(s, from + 5, 2, m) && Digits(s, from + 8, 2, d) && y >= 1 && QDate(y, m, d).isValid();
+           Digits(s, from + 5, 2, m) && Digits(s, from + 8, 2, d) && y >= 1 && CalendarDay(y, m, d);
 }
 
 // "hh:mm", or "hh:mm:ss" with up to three digits of a second after a ".", from from to the end.
@@ -207,25 +215,23 @@ bool IsInteger(const QVariant& v) {
 bool OstStoredMeetsColumnCheck(const QVariant& v, const OstColumnMeta& c) {
     if (!v.isValid() || v.isNull()) return true;
     const bool text = v.typeId() == QMetaType::QString;
+    static const QString none;
+    const QString& s = text ? *static_cast<const QString*>(v.constData()) : none;
     const auto inRange = [&](qint64 lo, qint64 hi) { return IsInteger(v) && v.toLongLong() >= lo && v.toLongLong() <= hi; };
     switch (c.type) {
     case dtChar: case dtString: case dtWideString:
         // UTF-16 units are never fewer than the characters SQLite counts.
-        return text && v.toString().size() <= c.size;
+        return text && s.size() <= c.size;
     case dtSmallInt: return inRange(-32768, 32767);
     case dtWord: return inRange(0, 65535);
     case dtInteger: return inRange(-2147483648LL, 2147483647LL);
     case dtLargeInt: case dtLink: case dtLargeLink: return IsInteger(v);
     case dtFloat: return IsInteger(v) || v.typeId() == QMetaType::Double;
     case dtBoolean: return inRange(0, 1);
-    case dtDate: return text && v.toString().size() == 10 && IsoDateAt(v.toString(), 0);
-    case dtTime: return text && IsoTimeFrom(v.toString(), 0);
-    case dtDateTime: {
-        if (!text) return false;
-        const QString s = v.toString();
-        return s.size() >= 16 && IsoDateAt(s, 0) && s.at(10) == u'T' && IsoTimeFrom(s, 11);
-    }
-    case dtEnum: return text && OstEnumValues(c.spec).contains(v.toString());
+    case dtDate: return text && s.size() == 10 && IsoDateAt(s, 0);
+    case dtTime: return text && IsoTimeFrom(s, 0);
+    case dtDateTime: return text && s.size() >= 16 && IsoDateAt(s, 0) && s.at(10) == u'T' && IsoTimeFrom(s, 11);
+    case dtEnum: return text && OstEnumValues(c.spec).contains(s);
     default: return true; // memo, blob, GUID, auto-increment: no column checks
     }
 }

@@ -19,8 +19,10 @@ static QString Shown(const QVariant& v) {
 
 static bool ParseInteger(const QVariant& v, qint64& out) {
     switch (v.typeId()) {
+    case QMetaType::Int: out = *static_cast<const int*>(v.constData()); return true;
+    case QMetaType::LongLong: out = *static_cast<const qlonglong*>(v.constData()); return true;
     case QMetaType::Bool: out = v.toBool() ? 1 : 0; return true;
-    case QMetaType::Int: case QMetaType::UInt: case QMetaType::LongLong: case QMetaType::ULongLong:
+    case QMetaType::UInt: case QMetaType::ULongLong:
     case QMetaType::Short: case QMetaType::UShort: case QMetaType::Long: case QMetaType::ULong:
         out = v.toLongLong(); return true;
     case QMetaType::Double: case QMetaType::Float: {
@@ -41,7 +43,26 @@ static bool ParseInteger(const QVariant& v, qint64& out) {
     }
 }
 
+// Powers of ten that a double holds exactly.
+static constexpr double kTens[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// floor(log10(x)) of a positive finite x; exact for 1 <= x < 1e23.
+static int DecimalExponent(double x) {
+    if (x < 1 || x >= 1e23) return static_cast<int>(std::floor(std::log10(x)));
+    int e = 0;
+    while (e < 22 && x >= kTens[e + 1]) ++e;
+    return e;
+}
+
+// 10 to the power k.
+static double DigitScale(int k) { return k >= 0 && k <= 22 ? kTens[k] : std::pow(10.0, k); }
+
 static bool ParseDouble(const QVariant& v, double& out) {
+    if (v.typeId() == QMetaType::Double) {
+        out = *static_cast<const double*>(v.constData());
+        return std::isfinite(out);
+    }
     bool ok = false;
     if (v.typeId() == QMetaType::QString) out = v.toString().trimmed().toDouble(&ok);
     else if (v.typeId() == QMetaType::Bool) { out = v.toBool() ? 1 : 0; ok = true; }
@@ -54,12 +75,12 @@ static bool ParseDouble(const QVariant& v, double& out) {
 static bool ParseDateAndTime(const QVariant& v, QDate& d, QTime& t) {
     switch (v.typeId()) {
     case QMetaType::QDateTime: {
-        const QDateTime dt = v.toDateTime();
+        const QDateTime& dt = *static_cast<const QDateTime*>(v.constData());
         d = dt.date();
         t = dt.time();
         return dt.isValid();
     }
-    case QMetaType::QDate: d = v.toDate(); t = QTime(0, 0); return true;
+    case QMetaType::QDate: d = *static_cast<const QDate*>(v.constData()); t = QTime(0, 0); return true;
     case QMetaType::QTime: d = QDate(1899, 12, 30); t = v.toTime(); return true;
     default:
         // ISO first, then the locale's own formats, then month first (see ostdatetext.h).
@@ -84,11 +105,14 @@ static void PutDigits(QChar*& out, int n, int width) {
     out += width;
 }
 
-static bool PlainYear(const QDate& d) { return d.isValid() && d.year() >= 1 && d.year() <= 9999; }
-
-static void PutDate(QChar*& out, const QDate& d) {
-    int y = 0, m = 0, day = 0;
+// A date's parts when its year is one of 1 to 9999 (what the digits take), else false.
+static bool PlainDate(const QDate& d, int& y, int& m, int& day) {
+    if (!d.isValid()) return false;
     d.getDate(&y, &m, &day);
+    return y >= 1 && y <= 9999;
+}
+
+static void PutDate(QChar*& out, int y, int m, int day) {
     PutDigits(out, y, 4);
     *out++ = u'-';
     PutDigits(out, m, 2);
@@ -109,10 +133,11 @@ static void PutTime(QChar*& out, const QTime& t, int parts) {
 }
 
 static QString IsoDate(const QDate& d) {
-    if (!PlainYear(d)) return d.toString(Qt::ISODate);
+    int y, m, day;
+    if (!PlainDate(d, y, m, day)) return d.toString(Qt::ISODate);
     QString s(10, Qt::Uninitialized);
     QChar* out = s.data();
-    PutDate(out, d);
+    PutDate(out, y, m, day);
     return s;
 }
 
@@ -126,11 +151,12 @@ static QString IsoTime(const QTime& t, int parts) {
 }
 
 static QString IsoDateTime(const QDate& d, const QTime& t) {
-    if (!PlainYear(d) || !t.isValid())
+    int y, m, day;
+    if (!PlainDate(d, y, m, day) || !t.isValid())
         return QDateTime(d, t).toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz"));
     QString s(23, Qt::Uninitialized);
     QChar* out = s.data();
-    PutDate(out, d);
+    PutDate(out, y, m, day);
     *out++ = u'T';
     PutTime(out, t, 4);
     return s;
@@ -156,7 +182,7 @@ static QTime ParseTime(const QVariant& v, bool& ok) {
 QVariant OstToStorage(const QVariant& value, const OstColumnMeta& col, QString& error) {
     error.clear();
     if (!value.isValid() || value.isNull()) return QVariant();
-    const QString name = col.name;
+    const QString& name = col.name;
     auto fail = [&](const QString& what) {
         error = QStringLiteral("Column \"%1\": %2").arg(name, what);
         return QVariant();
@@ -202,7 +228,7 @@ QVariant OstToStorage(const QVariant& value, const OstColumnMeta& col, QString& 
         if (!ParseDouble(value, d)) return fail(QStringLiteral("'%1' is not a number").arg(Shown(value)));
         if (col.precision > 0 && d != 0) {
             // Precision counts significant digits.
-            const double mag = std::pow(10.0, col.precision - 1 - static_cast<int>(std::floor(std::log10(std::fabs(d)))));
+            const double mag = DigitScale(col.precision - 1 - DecimalExponent(std::fabs(d)));
             if (std::isfinite(mag) && mag > 0) d = std::round(d * mag) / mag;
         }
         return d;

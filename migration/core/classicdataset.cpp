@@ -118,6 +118,16 @@ void TClassicDataSet::InternalClose() {
     m_count = 0;
 }
 
+bool TClassicDataSet::SetRecordPrepare(TRecordPrepare prepare) {
+    m_prepare = prepare ? std::make_shared<const TRecordPrepare>(std::move(prepare)) : nullptr;
+    if (m_prefetch) m_prefetch->SetPrepare(m_prepare);
+    return m_prepare && GetActive() && !m_snapshot.isEmpty();
+}
+
+QVariantList TClassicDataSet::PreparedRecord() const {
+    return m_prefetch && RecNo() - 1 == m_pos ? m_currentPrepared : QVariantList();
+}
+
 void TClassicDataSet::StopReading() const {
     if (m_prefetch && m_connection) {
         // Records still to come: the server stops sending them first.
@@ -133,6 +143,7 @@ void TClassicDataSet::StopReading() const {
     m_query.reset();
     m_pos = -1;
     m_current.clear();
+    m_currentPrepared.clear();
     m_first.clear();
 }
 
@@ -155,6 +166,7 @@ void TClassicDataSet::Start() const {
         source.Columns = const_cast<TClassicDataSet*>(this)->FieldDefs().Count();
         source.Readers = m_readers;
         m_prefetch = std::make_unique<TClassicPrefetch>(std::move(source));
+        m_prefetch->SetPrepare(m_prepare);
         return;
     }
     m_query = std::make_unique<QSqlQuery>(ClassicExec(*m_connection, m_select, m_binds));
@@ -170,7 +182,7 @@ QVariantList TClassicDataSet::InternalGetRecord(int recNo) const {
     if (m_prefetch) {
         while (m_pos < recNo) {
             QString error;
-            const auto result = m_prefetch->Next(m_current, error);
+            const auto result = m_prefetch->Next(m_current, m_currentPrepared, error);
             if (result != TClassicPrefetch::Result::Row) {
                 const int failed = m_pos + 2;
                 StopReading();

@@ -46,6 +46,9 @@ public:
     TClassicConnection* Connection() const { return m_connection.get(); }
     // The connection's driver while open ("QPSQL"), else the one DatabaseName names.
     QString DriverName() const;
+    // Records read on a thread of their own (PostgreSQL) are prepared there.
+    bool SetRecordPrepare(TRecordPrepare prepare) override;
+    QVariantList PreparedRecord() const override;
 
 protected:
     void InternalOpen() override;
@@ -85,6 +88,8 @@ private:
     mutable std::unique_ptr<TClassicPrefetch> m_prefetch;
     mutable int m_pos = -1; // the record the query stands on
     mutable QVariantList m_current, m_first;
+    mutable QVariantList m_currentPrepared; // of m_current
+    std::shared_ptr<const TRecordPrepare> m_prepare;
 };
 
 class TTable : public TClassicDataSet {

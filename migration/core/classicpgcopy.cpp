@@ -4,6 +4,7 @@
 #include "migration/core/classicprefetch.h"
 
 #include <QDate>
+#include <QDateTime>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlField>
@@ -11,6 +12,7 @@
 #include <QSqlRecord>
 #include <QTime>
 #include <cmath>
+#include <cstring>
 #include <libpq-fe.h>
 #include <limits>
 
@@ -23,26 +25,59 @@ int Hex(char c) {
     return -1;
 }
 
-double DoubleOf(const QByteArray& s) {
+double DoubleOf(QByteArrayView s) {
     if (s == "NaN") return std::numeric_limits<double>::quiet_NaN();
     if (s == "Infinity") return std::numeric_limits<double>::infinity();
     if (s == "-Infinity") return -std::numeric_limits<double>::infinity();
     return s.toDouble();
 }
 
+// "yyyy-mm-dd" of the years 1 to 9999 read digit by digit (a million rows
+// carry a million dates); anything else goes to Qt's parser, as the driver's does.
+QDate DateOf(QByteArrayView s) {
+    const char* p = s.data();
+    const auto digits = [&](int from, int len) {
+        int n = 0;
+        for (int i = from; i < from + len; ++i) {
+            if (p[i] < '0' || p[i] > '9') return -1;
+            n = n * 10 + (p[i] - '0');
+        }
+        return n;
+    };
+    if (s.size() == 10 && p[4] == '-' && p[7] == '-') {
+        const int y = digits(0, 4), m = digits(5, 2), d = digits(8, 2);
+        if (y >= 1 && m >= 0 && d >= 0) return QDate(y, m, d);
+    }
+    return QDate::fromString(QString::fromLatin1(s), Qt::ISODate);
+}
+
 // The value Qt's driver gives for a column of this type, from the text of the value.
-QVariant Convert(const QByteArray& s, int type) {
+QVariant Convert(QByteArrayView s, int type) {
     switch (type) {
     case QMetaType::Bool: return QVariant(!s.isEmpty() && s.at(0) == 't');
-    case QMetaType::Int: return QVariant(s.toInt());
+    case QMetaType::Int: {
+        // Plain digits, with a sign, of at most 9 digits: no overflow to mind.
+        const char* p = s.data();
+        const qsizetype n = s.size();
+        const qsizetype from = n > 0 && p[0] == '-' ? 1 : 0;
+        if (n > from && n - from <= 9) {
+            int v = 0;
+            qsizetype i = from;
+            for (; i < n && p[i] >= '0' && p[i] <= '9'; ++i) v = v * 10 + (p[i] - '0');
+            if (i == n) return QVariant(from ? -v : v);
+        }
+        return QVariant(s.toInt());
+    }
     case QMetaType::LongLong: // as the driver gives it: unsigned when not negative
         return s.startsWith('-') ? QVariant(s.toLongLong()) : QVariant(s.toULongLong());
     case QMetaType::Double: return QVariant(DoubleOf(s));
-    case QMetaType::QDate: return QVariant(QDate::fromString(QString::fromLatin1(s), Qt::ISODate));
+    case QMetaType::QDate: return QVariant(DateOf(s));
     case QMetaType::QTime: return QVariant(QTime::fromString(QString::fromLatin1(s), Qt::ISODate));
     case QMetaType::QByteArray: {
+        // The text is a copy with its end marked, as PQunescapeBytea wants it.
+        const QByteArray text = s.toByteArray();
         size_t len = 0;
-        unsigned char* bytes = PQunescapeBytea(reinterpret_cast<const unsigned char*>(s.constData()), &len);
+        unsigned char* bytes = PQunescapeBytea(reinterpret_cast<const unsigned char*>(text.constData()), &len);
         if (!bytes) return QVariant(QByteArray());
         QByteArray out(reinterpret_cast<const char*>(bytes), qsizetype(len));
         PQfreemem(bytes);
@@ -136,6 +171,7 @@ TClassicCopyResult ClassicPgCopy(QSqlDatabase& db, const QString& select, const 
     PQclear(started);
 
     bool stopped = false;
+    QByteArray unescaped;
     for (;;) {
         char* line = nullptr;
         const int len = PQgetCopyData(conn, &line, 0);
@@ -147,13 +183,26 @@ TClassicCopyResult ClassicPgCopy(QSqlDatabase& db, const QString& select, const 
             const char* end = line + len;
             if (end > p && end[-1] == '\n') --end;
             for (int i = 0; i < n; ++i) {
-                const char* tab = p;
-                while (tab < end && *tab != '\t') ++tab;
+                const char* tab = static_cast<const char*>(memchr(p, '\t', size_t(end - p)));
+                if (!tab) tab = end;
                 if (tab - p == 2 && p[0] == '\\' && p[1] == 'N') {
                     row.append(QVariant(QMetaType(types[i]))); // a null of the column's type, as the driver gives it
                 } else {
-                    QVariant v = Convert(ClassicCopyUnescape(p, tab), types[i]);
-                    row.append(i < readers.size() && readers[i] != TClassicRead::AsIs ? ClassicReadValue(v, readers[i]) : std::move(v));
+                    // Most values have no escapes: their text is read where it is.
+                    const bool plain = !memchr(p, '\\', size_t(tab - p));
+                    if (!plain) unescaped = ClassicCopyUnescape(p, tab);
+                    const QByteArrayView text = plain ? QByteArrayView(p, tab - p) : QByteArrayView(unescaped);
+                    const TClassicRead read = i < readers.size() ? readers[i] : TClassicRead::AsIs;
+                    if (read == TClassicRead::TimestampText && types[i] == QMetaType::QString) {
+                        QDateTime dt = ClassicTimestampOf(text.data(), text.size());
+                        if (dt.isValid()) {
+                            row.append(QVariant(std::move(dt)));
+                            p = tab < end ? tab + 1 : end;
+                            continue;
+                        }
+                    }
+                    QVariant v = Convert(text, types[i]);
+                    row.append(read != TClassicRead::AsIs ? ClassicReadValue(v, read) : std::move(v));
                 }
                 p = tab < end ? tab + 1 : end;
             }

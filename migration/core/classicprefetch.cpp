@@ -21,39 +21,49 @@ QString PrefetchConnectionName() {
 }
 
 // "2024-05-01 13:45:00.123" (what a server writes for a timestamp) without
-// going through the time zone machinery; the text itself when it is no such value.
-QVariant TimestampFromText(const QVariant& v) {
-    const QString s = v.toString();
-    const auto num = [&](int from, int len, bool& ok) {
-        int n = 0;
+// going through the time zone machinery; an invalid QDateTime when it is no
+// such value. at(i) gives the i-th character's code of the n characters.
+template <typename At> QDateTime TimestampOf(qsizetype n, At at) {
+    bool ok = n >= 19 && at(4) == '-' && at(7) == '-' && (at(10) == ' ' || at(10) == 'T') && at(13) == ':' && at(16) == ':';
+    if (!ok) return {};
+    const auto num = [&](int from, int len) {
+        int v = 0;
         for (int i = from; i < from + len; ++i) {
-            const QChar c = s.at(i);
-            if (c < u'0' || c > u'9') { ok = false; return 0; }
-            n = n * 10 + (c.unicode() - u'0');
+            const auto c = at(i);
+            if (c < '0' || c > '9') ok = false;
+            v = v * 10 + int(c - '0');
         }
-        return n;
+        return v;
     };
-    bool ok = s.size() >= 19 && s.at(4) == u'-' && s.at(7) == u'-' && (s.at(10) == u' ' || s.at(10) == u'T') &&
-              s.at(13) == u':' && s.at(16) == u':';
-    if (!ok) return v;
-    const int y = num(0, 4, ok), mo = num(5, 2, ok), d = num(8, 2, ok), h = num(11, 2, ok), mi = num(14, 2, ok),
-              se = num(17, 2, ok);
+    const int y = num(0, 4), mo = num(5, 2), d = num(8, 2), h = num(11, 2), mi = num(14, 2), se = num(17, 2);
     int ms = 0;
-    if (ok && s.size() > 20 && s.at(19) == u'.') {
+    if (ok && n > 20 && at(19) == '.') {
         int digits = 0;
-        for (int i = 20; i < s.size() && s.at(i).isDigit(); ++i, ++digits)
-            if (digits < 3) ms = ms * 10 + (s.at(i).unicode() - u'0');
+        for (qsizetype i = 20; i < n && at(i) >= '0' && at(i) <= '9'; ++i, ++digits)
+            if (digits < 3) ms = ms * 10 + int(at(i) - '0');
+        if (20 + digits != n) ok = false; // a zone or an era: left to the general parser
         for (; digits < 3; ++digits) ms *= 10;
-    } else if (ok && s.size() != 19) {
-        ok = false; // a zone or an era: leave it to the general parser
+    } else if (ok && n != 19) {
+        ok = false;
     }
+    if (!ok) return {};
     const QDate date(y, mo, d);
     const QTime time(h, mi, se, ms);
-    if (!ok || !date.isValid() || !time.isValid()) return v;
+    if (!date.isValid() || !time.isValid()) return {};
     return QDateTime(date, time, Qt::UTC);
 }
 
+QVariant TimestampFromText(const QVariant& v) {
+    const QString s = v.toString();
+    const QDateTime dt = TimestampOf(s.size(), [&](qsizetype i) { return s.at(i).unicode(); });
+    return dt.isValid() ? QVariant(dt) : v;
+}
+
 } // namespace
+
+QDateTime ClassicTimestampOf(const char* text, qsizetype size) {
+    return TimestampOf(size, [&](qsizetype i) { return text[i]; });
+}
 
 QVariant ClassicReadValue(const QVariant& v, TClassicRead read) {
     if (v.isNull()) return QVariant();
@@ -79,13 +89,31 @@ int TClassicPrefetch::BackendPid() const {
     return m_done ? 0 : m_pid;
 }
 
-bool TClassicPrefetch::Push(std::vector<QVariantList>&& batch) {
-    std::deque<std::vector<QVariantList>> toFree;
+void TClassicPrefetch::SetPrepare(std::shared_ptr<const TDataSet::TRecordPrepare> prepare) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_prepare = std::move(prepare);
+}
+
+void TClassicPrefetch::Add(Batch& batch, QVariantList&& values) const {
+    Row row{std::move(values), {}};
+    if (m_preparing) {
+        try {
+            row.prepared = (*m_preparing)(row.values);
+        } catch (...) {
+            row.prepared.clear(); // the reader of the dataset does it then
+        }
+    }
+    batch.push_back(std::move(row));
+}
+
+bool TClassicPrefetch::Push(Batch&& batch) {
+    std::deque<Batch> toFree;
     std::unique_lock<std::mutex> lock(m_mutex);
     m_notFull.wait(lock, [this] { return m_stop || m_queue.size() < kQueueBatches; });
     if (m_stop) return false;
     m_queue.push_back(std::move(batch));
     toFree.swap(m_toFree);
+    m_preparing = m_prepare;
     lock.unlock();
     m_notEmpty.notify_one();
     return true; // toFree goes here, on this thread
@@ -93,6 +121,10 @@ bool TClassicPrefetch::Push(std::vector<QVariantList>&& batch) {
 
 void TClassicPrefetch::Run() {
     pthread_setname_np(pthread_self(), "ostra-read");
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_preparing = m_prepare;
+    }
     const QString name = PrefetchConnectionName();
     QString error;
     {
@@ -127,11 +159,11 @@ void TClassicPrefetch::Run() {
             }
             bool copied = false;
             if (ok && m_source.Copy && m_source.Binds.isEmpty()) {
-                std::vector<QVariantList> batch;
+                Batch batch;
                 batch.reserve(kBatchRows);
                 bool more = true;
                 const auto sink = [&](QVariantList&& row) {
-                    batch.push_back(std::move(row));
+                    Add(batch, std::move(row));
                     if (batch.size() < kBatchRows) return true;
                     more = Push(std::move(batch));
                     batch = {};
@@ -156,7 +188,7 @@ void TClassicPrefetch::Run() {
                     ok = q.exec();
                 }
                 if (!ok) error = q.lastError().text().trimmed();
-                std::vector<QVariantList> batch;
+                Batch batch;
                 batch.reserve(kBatchRows);
                 const int n = m_source.Columns;
                 const bool readers = m_source.Readers.size() >= n;
@@ -168,7 +200,7 @@ void TClassicPrefetch::Run() {
                         row.append(readers && m_source.Readers[i] != TClassicRead::AsIs ? ClassicReadValue(v, m_source.Readers[i])
                                                                                        : std::move(v));
                     }
-                    batch.push_back(std::move(row));
+                    Add(batch, std::move(row));
                     if (batch.size() == kBatchRows) {
                         if (!Push(std::move(batch))) break;
                         batch = {};
@@ -196,7 +228,7 @@ void TClassicPrefetch::Run() {
     m_notEmpty.notify_all();
 }
 
-TClassicPrefetch::Result TClassicPrefetch::Next(QVariantList& row, QString& error) {
+TClassicPrefetch::Result TClassicPrefetch::Next(QVariantList& row, QVariantList& prepared, QString& error) {
     if (m_batchPos >= m_batch.size()) {
         std::unique_lock<std::mutex> lock(m_mutex);
         m_notEmpty.wait(lock, [this] { return m_done || !m_queue.empty(); });
@@ -215,6 +247,10 @@ TClassicPrefetch::Result TClassicPrefetch::Next(QVariantList& row, QString& erro
         lock.unlock();
         m_notFull.notify_one();
     }
-    row = std::move(m_batch[m_batchPos++]);
+    // Shared, not moved: the batch keeps them, so that they are freed on the
+    // reading thread once this one has let go of them.
+    const Row& r = m_batch[m_batchPos++];
+    row = r.values;
+    prepared = r.prepared;
     return Result::Row;
 }

@@ -14,6 +14,7 @@
 #include <QVariantList>
 #include <condition_variable>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -38,26 +39,38 @@ public:
     TClassicPrefetch(const TClassicPrefetch&) = delete;
     TClassicPrefetch& operator=(const TClassicPrefetch&) = delete;
 
+    // Rows read from now on are prepared on the reading thread (see
+    // TDataSet::SetRecordPrepare); nullptr: no longer.
+    void SetPrepare(std::shared_ptr<const TDataSet::TRecordPrepare> prepare);
+
     enum class Result { Row, End, Failed };
-    // The next record into row; Failed with the driver's message in error.
-    Result Next(QVariantList& row, QString& error);
+    // The next record into row and what preparing it gave into prepared
+    // (empty when it was not); Failed with the driver's message in error.
+    Result Next(QVariantList& row, QVariantList& prepared, QString& error);
     // The server process of the reading connection, 0 until it is known.
     int BackendPid() const;
 
 private:
+    struct Row {
+        QVariantList values, prepared;
+    };
+    using Batch = std::vector<Row>;
     void Run();
-    bool Push(std::vector<QVariantList>&& batch); // false: stop asked
+    void Add(Batch& batch, QVariantList&& values) const;
+    bool Push(Batch&& batch); // false: stop asked
 
     TClassicPrefetchSource m_source;
     mutable std::mutex m_mutex;
     std::condition_variable m_notEmpty, m_notFull;
-    std::deque<std::vector<QVariantList>> m_queue;
-    std::vector<QVariantList> m_batch; // being handed out
+    std::deque<Batch> m_queue;
+    Batch m_batch; // being handed out
     size_t m_batchPos = 0;
     // Batches handed out are freed on the reading thread, which allocated
     // them (freeing across threads makes both wait for the allocator's locks):
     // the last two stay here, since the dataset's reader may still hold their records.
-    std::deque<std::vector<QVariantList>> m_handedOut, m_toFree;
+    std::deque<Batch> m_handedOut, m_toFree;
+    std::shared_ptr<const TDataSet::TRecordPrepare> m_prepare; // under m_mutex
+    std::shared_ptr<const TDataSet::TRecordPrepare> m_preparing; // the reading thread's copy
     bool m_done = false, m_stop = false;
     QString m_error;
     int m_pid = 0;
@@ -67,3 +80,6 @@ private:
 // A value read from the driver as the dataset hands it on (timestamps that
 // the driver gives as text become date-times).
 QVariant ClassicReadValue(const QVariant& v, TClassicRead read);
+// The date-time of a server's timestamp text (UTF-8), invalid when it is no
+// plain "yyyy-mm-dd hh:mm:ss[.fff]": then ClassicReadValue of the text applies.
+QDateTime ClassicTimestampOf(const char* text, qsizetype size);

@@ -7,6 +7,7 @@
 #include "migration_helper.h"
 #include "pgserver_helper.h"
 
+#include "engine/ostbatchmove.h"
 #include "engine/ostquery.h"
 #include "migration/core/classicdataset.h"
 #include "migration/core/ostdatasetconverter.h"
@@ -24,6 +25,8 @@ private slots:
     void failingRowIsReportedOrAbortsAll();
     void cancelInTheMiddleCreatesNothing();
     void sourceVanishingMidCopyCreatesNothing();
+    void readAheadRecordsConvertedForTheirOwnMove();
+    void recordsConvertedOnTheReadingThreadStoredAsTheOthers();
 
 private:
     std::unique_ptr<TestPgServer> m_pg;
@@ -351,4 +354,73 @@ void TstDataSetConverter::sourceVanishingMidCopyCreatesNothing() {
 }
 
 QTEST_GUILESS_MAIN(TstDataSetConverter)
+void TstDataSetConverter::readAheadRecordsConvertedForTheirOwnMove() {
+    // A PostgreSQL table reads ahead and converts the records it reads for
+    // the move that reads it. A second move from the same open table, into a
+    // column of another type, gets the records converted for its own column.
+    if (!RequirePg()) return;
+    const QString db = m_pg->CreateDatabase();
+    // More rows than are read ahead, so that reading goes on during the first move.
+    QVERIFY(m_pg->Exec("CREATE TABLE days(id int PRIMARY KEY, born date); "
+                       "INSERT INTO days SELECT i, date '2000-01-01' + i FROM generate_series(1, 20000) i", db));
+    TargetDb target;
+    TComponent root;
+    const auto table = [&](const QString& name, int type) {
+        auto* t = new TOstTable(&root);
+        t->SetDatabaseName(target.db->GetDatabaseName());
+        t->SetTableName(name);
+        t->GetFieldDefsOst().Add(QStringLiteral("id"), dtInteger, 0);
+        t->GetFieldDefsOst().Add(QStringLiteral("born"), type, 0);
+        t->CreateTable();
+        return t;
+    };
+    TOstTable* dates = table(QStringLiteral("Dates"), dtDate);
+    TOstTable* stamps = table(QStringLiteral("Stamps"), dtDateTime);
+    auto* source = new TTable(&root);
+    source->SetDatabaseName(m_pg->DatabaseName(db));
+    source->SetTableName(QStringLiteral("days"));
+    source->Open();
+    TOstBatchMove move(&root);
+    move.SetSource(source);
+    move.SetDestination(dates);
+    move.SetRecordCount(1500);
+    move.Execute();
+    QCOMPARE(move.MovedCount(), 1500);
+    QCOMPARE(target.Scalar("SELECT born FROM Dates WHERE id = 1").toString(), QStringLiteral("2000-01-02"));
+
+    move.SetDestination(stamps);
+    move.SetRecordCount(0);
+    move.Execute();
+    QCOMPARE(move.MovedCount(), 20000);
+    QCOMPARE(move.ProblemCount(), 0);
+    QCOMPARE(target.Scalar("SELECT count(*) FROM Stamps WHERE born GLOB '[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]T00:00:00.000'").toInt(), 20000);
+    QCOMPARE(target.Scalar("SELECT born FROM Stamps WHERE id = 20000").toString(), QStringLiteral("2054-10-04T00:00:00.000"));
+}
+
+void TstDataSetConverter::recordsConvertedOnTheReadingThreadStoredAsTheOthers() {
+    // The first records of a big table are converted by the move, later ones
+    // on the table's reading thread: both store the same values, of every type.
+    if (!RequirePg()) return;
+    const QString db = m_pg->CreateDatabase();
+    QVERIFY(m_pg->Exec(
+        "CREATE TABLE mix(id int PRIMARY KEY, name varchar(30), note text, code char(4), price numeric(10,2), qty smallint, "
+        "big bigint, ratio real, born date, at timestamp, alarm time, photo bytea, paid boolean, tag uuid); "
+        "INSERT INTO mix SELECT i, CASE i % 6 WHEN 0 THEN 'Grüße 漢字' WHEN 1 THEN '' WHEN 2 THEN NULL ELSE 'tab\there' END, "
+        "repeat('x', i % 6 * 100), 'c' || i % 6, i % 6 * 1.25, i % 6 - 3, (i % 6) * 3000000000, i % 6 / 3.0, "
+        "date '0001-01-01' + (i % 6) * 500000, timestamp '2020-02-29 23:59:59.125' + (i % 6) * interval '1 day', "
+        "time '00:00:01' + (i % 6) * interval '1 hour', CASE WHEN i % 6 = 2 THEN NULL ELSE decode(repeat('00ff', i % 6), 'hex') END, "
+        "i % 6 > 2, CASE WHEN i % 6 = 5 THEN NULL ELSE '6f1c5d2e-0000-4000-8000-00000000000' || i % 6 END::uuid "
+        "FROM generate_series(1, 12000) i", db));
+    Conversion conversion(m_pg->DatabaseName(db), "mix", "Mix");
+    auto& [target, t, c] = conversion;
+    c.Execute();
+    QCOMPARE(target.Scalar("SELECT count(*) FROM Mix").toInt(), 12000);
+    QStringList cols;
+    for (const char* name : {"name", "note", "code", "price", "qty", "big", "ratio", "born", "at", "alarm", "photo", "paid", "tag"})
+        cols << QString::fromLatin1(name) << QStringLiteral("typeof(%1)").arg(QString::fromLatin1(name));
+    QCOMPARE(target.Scalar(QStringLiteral("SELECT count(*) FROM (SELECT DISTINCT id % 6, %1 FROM Mix)").arg(cols.join(u','))).toInt(), 6);
+    QCOMPARE(target.Scalar("SELECT name || '|' || born || '|' || at || '|' || alarm || '|' || hex(photo) FROM Mix WHERE id = 11999").toString(),
+             QStringLiteral("tab\there|6845-10-08|2020-03-05T23:59:59.125|05:00:01|00FF00FF00FF00FF00FF"));
+}
+
 #include "tst_datasetconverter.moc"

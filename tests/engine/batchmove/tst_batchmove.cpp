@@ -3,79 +3,14 @@
 // databases as sources, and the copy by statement - inside one database or
 // from another one, encrypted or not - giving what the record-by-record copy
 // gives.
-#include "engine/engine_helper.h"
+#include "batchmove_helper.h"
 
-#include "engine/ostbatchmove.h"
 #include "engine/store/ostconnection.h"
 
 #include <QDir>
 #include <QFile>
 
 namespace {
-
-TOstTable* AddTable(TComponent& root, const QString& component, TestDb& db, const QString& table) {
-    auto* t = new TOstTable(&root);
-    t->SetName(component);
-    t->SetDatabaseName(db.db->GetDatabaseName());
-    t->SetTableName(table);
-    return t;
-}
-
-// The batch move and the datasets it names share one owner.
-struct Module {
-    TComponent root;
-    TOstBatchMove* move = new TOstBatchMove(&root);
-    Module() {
-        move->SetName(QStringLiteral("Move"));
-        move->SetSourceName(QStringLiteral("Source"));
-        move->SetDestinationName(QStringLiteral("Destination"));
-    }
-    TOstTable* Source(TestDb& db, const QString& table) { return AddTable(root, QStringLiteral("Source"), db, table); }
-    TOstTable* Destination(TestDb& db, const QString& table) { return AddTable(root, QStringLiteral("Destination"), db, table); }
-    TOstQuery* SourceQuery(TestDb& db, const QString& sql) {
-        auto* q = new TOstQuery(&root);
-        q->SetName(QStringLiteral("Source"));
-        q->SetDatabaseName(db.db->GetDatabaseName());
-        q->SetSQL(sql);
-        return q;
-    }
-};
-
-// Rows of a query, cells joined by "|", rows by newlines.
-QString Rows(TestDb& db, const QString& sql) {
-    TOstQuery q;
-    q.SetDatabaseName(db.db->GetDatabaseName());
-    q.SetSQL(sql);
-    q.Open();
-    QStringList rows;
-    for (q.First(); !q.Eof(); q.Next()) {
-        QStringList cells;
-        for (TField* f : q.Fields()) cells << (f->IsNull() ? QStringLiteral("NULL") : f->AsString());
-        rows << cells.join(u'|');
-    }
-    return rows.join(u'\n');
-}
-
-QStringList FileLines(const QString& path) {
-    QFile f(path);
-    if (!f.open(QIODevice::ReadOnly)) return {QStringLiteral("<missing>")};
-    return QString::fromUtf8(f.readAll()).split(u'\n', Qt::SkipEmptyParts);
-}
-
-// Src(Code, Name, Qty) and Dst(Code, Name, Qty) keyed by Code.
-void MakeSimpleTables(TestDb& db, bool keyed = true) {
-    auto src = db.Table(QStringLiteral("Src"));
-    AddColumn(*src, "Code", dtString, 10);
-    AddColumn(*src, "Name", dtString, 20);
-    AddColumn(*src, "Qty", dtInteger);
-    src->CreateTable();
-    auto dst = db.Table(QStringLiteral("Dst"));
-    AddColumn(*dst, "Code", dtString, 10, false);
-    AddColumn(*dst, "Name", dtString, 20);
-    AddColumn(*dst, "Qty", dtInteger);
-    if (keyed) dst->IndexDefs().Add(QStringLiteral("PK"), QStringLiteral("Code"), ixPrimary | ixUnique);
-    dst->CreateTable();
-}
 
 // Columns of every kind of conversion; the destination adds a default, a
 // link and a calculated column.
@@ -131,11 +66,6 @@ void MakeTypedTables(TestDb& db) {
     db.Exec(QStringLiteral("INSERT INTO Orphan(ID, Code, Parent) VALUES (8, 'H', 99)"));
 }
 
-void FillNumbered(TestDb& db, const QString& table, int rows) {
-    db.Exec(QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %1) "
-                           "INSERT INTO %2(Code, Name, Qty) SELECT printf('K%06d', i), 'name ' || i, i FROM n").arg(rows).arg(table));
-}
-
 } // namespace
 
 class TstBatchMove : public QObject {
@@ -156,9 +86,6 @@ private slots:
     void copyFromAnotherDatabaseWithEveryPlaceTaken();
     void keysAsTheIndexComparesThem();
     void queriesAndOtherDatabases();
-    void datasetRecordsInSlices();
-    void datasetSlicesKeepEveryCheck();
-    void refusedRecordLeavesNoWordsCounted();
 };
 
 void TstBatchMove::everyMode() {
@@ -628,99 +555,5 @@ void TstBatchMove::queriesAndOtherDatabases() {
 // records, each by one statement: a record that cannot be moved in the middle
 // of a slice leaves the others of its slice moved and is reported with its
 // own number, as record by record.
-void TstBatchMove::datasetRecordsInSlices() {
-    TestDb db(true);
-    MakeSimpleTables(db);
-    FillNumbered(db, QStringLiteral("Src"), 1000);
-    // 450: too long for Dst's Name (20); 451: the key of record 10, of another slice;
-    // 452: a null key becomes the default '' (record 453's key then is taken).
-    db.Exec(QStringLiteral("UPDATE Src SET Code = 'K000010' WHERE Qty = 451"));
-    db.Exec(QStringLiteral("UPDATE Src SET Code = NULL WHERE Qty = 452"));
-    db.Exec(QStringLiteral("UPDATE Src SET Code = '' WHERE Qty = 453"));
-    Module m;
-    m.SourceQuery(db, QStringLiteral("SELECT Code, CASE Qty WHEN 450 THEN 'a name longer than twenty' ELSE Name END AS Name, Qty "
-                                     "FROM Src ORDER BY Qty"));
-    m.Destination(db, QStringLiteral("Dst"));
-    const QString report = db.dir.filePath(QStringLiteral("slices.txt"));
-    m.move->SetFileName(report);
-
-    m.move->SetAbortOnProblem(true);
-    const EOstraError e = Raised([&] { m.move->Execute(); });
-    QCOMPARE(e.ErrorCode(), OstErr::ConversionFailed);
-    QVERIFY2(e.Message().startsWith("Record 450: Column \"Name\": 'a name longer than twenty' is longer than 20"), qPrintable(e.Message()));
-    QCOMPARE(Rows(db, "SELECT count(*) FROM Dst"), QStringLiteral("0"));
-
-    m.move->SetAbortOnProblem(false);
-    m.move->Execute();
-    QCOMPARE(m.move->MovedCount(), 997);
-    QCOMPARE(m.move->ProblemCount(), 3);
-    QCOMPARE(m.move->KeyViolCount(), 2);
-    QCOMPARE(Rows(db, "SELECT count(*), min(Qty), max(Qty), sum(Qty) FROM Dst"),
-             QString("997|1|1000|%1").arg(500500 - 450 - 451 - 453));
-    QCOMPARE(Rows(db, "SELECT Name FROM Dst WHERE Qty IN (449, 452, 454) ORDER BY Qty"), QStringLiteral("name 449\nname 452\nname 454"));
-    const QStringList lines = FileLines(report);
-    QCOMPARE(lines.size(), 3);
-    QVERIFY2(lines[0].startsWith("Record 450: Column \"Name\": "), qPrintable(lines[0]));
-    QVERIFY2(lines[1].startsWith("Record 451: Key violation") && lines[1].endsWith("Code='K000010', Name='name 451', Qty=451"),
-             qPrintable(lines[1]));
-    QVERIFY2(lines[2].startsWith("Record 453: Key violation") && lines[2].endsWith("Code='', Name='name 453', Qty=453"),
-             qPrintable(lines[2]));
-
-    // The same records appended again: every one is a key violation, in every slice.
-    m.move->Execute();
-    QCOMPARE(m.move->MovedCount(), 0);
-    QCOMPARE(m.move->KeyViolCount(), 999);
-    QCOMPARE(m.move->ProblemCount(), 1000);
-    QCOMPARE(Rows(db, "SELECT count(*) FROM Dst"), QStringLiteral("997"));
-}
-
-void TstBatchMove::datasetSlicesKeepEveryCheck() {
-    // Slices whose values the writer knows to be valid skip SQLite's column
-    // checks; a check of the table's own, or a value outside its column's
-    // range written by a trigger, must still be refused.
-    TestDb db(true);
-    MakeSimpleTables(db);
-    FillNumbered(db, QStringLiteral("Src"), 600);
-    auto dst = db.Table(QStringLiteral("Dst"));
-    dst->ReadDefinitions();
-    TCheckConstraint* ck = dst->CheckConstraints().Add();
-    ck->ImportedConstraint = QStringLiteral("Qty < 500");
-    dst->AlterTable();
-    Module m;
-    m.SourceQuery(db, QStringLiteral("SELECT Code, Name, Qty FROM Src ORDER BY Qty"));
-    m.Destination(db, QStringLiteral("Dst"));
-    m.move->Execute();
-    QCOMPARE(m.move->MovedCount(), 499);
-    QCOMPARE(m.move->ProblemCount(), 101);
-    QCOMPARE(Rows(db, "SELECT max(Qty) FROM Dst"), QStringLiteral("499"));
-
-    dst->CheckConstraints().Clear();
-    dst->AlterTable();
-    db.Exec(QStringLiteral("DELETE FROM Dst"));
-    db.Exec(QStringLiteral("CREATE TRIGGER Doubled AFTER INSERT ON Dst WHEN new.Qty = 300 BEGIN "
-                           "UPDATE Dst SET Qty = 1e10 WHERE rowid = new.rowid; END"));
-    m.move->Execute();
-    QCOMPARE(m.move->ProblemCount(), 1);
-    QCOMPARE(Rows(db, "SELECT count(*), max(Qty) FROM Dst"), QStringLiteral("599|600"));
-}
-
-void TstBatchMove::refusedRecordLeavesNoWordsCounted() {
-    // A record refused by the key, moved one by one after its slice failed:
-    // the words it would have added to the fulltext dictionary are not counted.
-    TestDb db(true);
-    MakeSimpleTables(db);
-    auto dst = db.Table(QStringLiteral("Dst"));
-    dst->AddFulltextIndex2(QStringLiteral("Names.fti"), QStringLiteral("Name"), QStringLiteral("NameWords"), QString());
-    db.Exec(QStringLiteral("INSERT INTO Src VALUES ('A', 'apple pie', 1), ('B', 'berry pie', 2), ('A', 'quince pie', 3), "
-                           "('C', 'cherry pie', 4)"));
-    Module m;
-    m.SourceQuery(db, QStringLiteral("SELECT Code, Name, Qty FROM Src ORDER BY Qty"));
-    m.Destination(db, QStringLiteral("Dst"));
-    m.move->Execute();
-    QCOMPARE(m.move->KeyViolCount(), 1);
-    QCOMPARE(Rows(db, "SELECT Keyword || ':' || Relevance FROM NameWords ORDER BY Keyword"),
-             QStringLiteral("apple:1\nberry:1\ncherry:1\npie:3"));
-}
-
 QTEST_GUILESS_MAIN(TstBatchMove)
 #include "tst_batchmove.moc"
